@@ -1,0 +1,90 @@
+// Waits are poll() over descriptors: eventfd for events, timerfd for timers, FIFOs for named
+// events. Readable means signalled. The first readable descriptor in index order wins; if it is
+// auto-reset, the waiter consumes it by draining it, and a waiter that finds it already drained
+// by another thread lost the race and polls again.
+
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <mutex>
+#include <unordered_set>
+
+#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+
+namespace Shared::Concurrency::detail {
+namespace {
+
+std::mutex gAutoResetMutex;
+std::unordered_set<NativeHandle> gAutoReset;
+
+bool IsAutoReset(NativeHandle handle) {
+    std::lock_guard lock(gAutoResetMutex);
+    return gAutoReset.contains(handle);
+}
+
+// Non-blocking drain; true when there was a signal to take.
+bool Consume(NativeHandle handle) {
+    bool took = false;
+    std::uint64_t sink = 0;
+    while (::read(handle, &sink, sizeof sink) > 0) {
+        took = true;
+    }
+    return took;
+}
+
+int RemainingMs(std::chrono::steady_clock::time_point deadline, unsigned long timeoutMs) {
+    if (timeoutMs == kInfinite) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<std::int64_t>(0, left.count()));
+}
+
+}  // namespace
+
+void RegisterAutoReset(NativeHandle handle) {
+    std::lock_guard lock(gAutoResetMutex);
+    gAutoReset.insert(handle);
+}
+
+void UnregisterAutoReset(NativeHandle handle) {
+    std::lock_guard lock(gAutoResetMutex);
+    gAutoReset.erase(handle);
+}
+
+unsigned long WaitMany(const std::vector<NativeHandle>& handles, unsigned long timeoutMs,
+                       const char* failureText) {
+    const auto deadline = std::chrono::steady_clock::now() +
+                          std::chrono::milliseconds(timeoutMs == kInfinite ? 0 : timeoutMs);
+    std::vector<pollfd> fds(handles.size());
+    for (;;) {
+        for (std::size_t i = 0; i < handles.size(); ++i) {
+            fds[i] = pollfd{handles[i], POLLIN, 0};
+        }
+        const int ready = ::poll(fds.data(), fds.size(), RemainingMs(deadline, timeoutMs));
+        if (ready < 0 && errno == EINTR) {
+            continue;
+        }
+        if (ready < 0) {
+            throw Shared::Exception::Win32Exception(failureText, static_cast<std::uint32_t>(errno));
+        }
+        if (ready == 0) {
+            return kWaitTimeout;
+        }
+        for (std::size_t i = 0; i < fds.size(); ++i) {
+            if (fds[i].revents & POLLNVAL) {
+                throw Shared::Exception::Win32Exception(failureText, EBADF);
+            }
+            if ((fds[i].revents & POLLIN) && (!IsAutoReset(handles[i]) || Consume(handles[i]))) {
+                return kWaitObject0 + static_cast<unsigned long>(i);
+            }
+        }
+    }
+}
+
+}  // namespace Shared::Concurrency::detail

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include <spdlog/common.h>
+
+#include "Shared/src/Log/shared.log-settings.hpp"
+
+namespace Log {
+
+// Builds the "default" logger for the mode and installs it as spdlog's default, with a flush
+// every 5 seconds. The file sink writes {executable directory}/{fileName}.
+// Throws "Unsupported LogTarget" for a mode above 5.
+void CreateLogger(LoggingMode mode, spdlog::level::level_enum level, const std::string& fileName,
+                  std::uint32_t maxFiles, std::uint32_t maxFileSize);
+
+}  // namespace Log

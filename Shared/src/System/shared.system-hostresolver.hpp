@@ -1,0 +1,20 @@
+#pragma once
+// Forward resolution of a target name to IPv4 addresses, with a time-out after which the
+// lookup is cancelled. One lookup runs at a time in the whole process.
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Shared::System {
+
+class HostResolver {
+public:
+    // The IPv4 address texts in the resolver's order. Throws the base exception
+    // "Failed to resolve address for host name \"{name}\" with error: {text}" or
+    // "Address reolution for host name \"{name}\" took longer than {ms} ms to complete.".
+    static std::vector<std::wstring> Resolve(const std::wstring& hostName,
+                                             std::uint32_t timeoutMs);
+};
+
+}  // namespace Shared::System

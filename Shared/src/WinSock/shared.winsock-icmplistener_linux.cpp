@@ -1,0 +1,135 @@
+// Linux's raw IPPROTO_ICMP socket already receives every ICMP datagram with its IP header, so
+// no receive-all switch is needed. close() does not wake a blocked recvfrom() here, so the
+// reader waits on the socket together with an event that Close() signals.
+
+#include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+
+#include "Shared/src/Log/shared.log-guardedlog.hpp"
+#include "Shared/src/Util/shared.util-strings.hpp"
+#include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
+
+namespace Shared::WinSock {
+namespace {
+
+constexpr std::size_t kBufferSize = 65535;
+constexpr std::uint32_t kStatusInvalidParameter = 0xC000000D;
+
+std::wstring Ipv4Text(const void* address) {
+    char text[INET_ADDRSTRLEN] = {};
+    if (::inet_ntop(AF_INET, address, text, sizeof text) == nullptr) {
+        throw WinSockException("InetNtopW() failed", static_cast<std::uint32_t>(errno));
+    }
+    return Shared::Util::ConvertStringType(std::string_view(text));
+}
+
+}  // namespace
+
+std::int64_t SteadyNowNs() noexcept {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+ICMPListener::ICMPListener() : closed_(true), buffer_(kBufferSize) {}
+
+ICMPListener::~ICMPListener() {
+    Close();
+}
+
+bool ICMPListener::IsValid() const {
+    return socket_ != kInvalidSocket;
+}
+
+void ICMPListener::Bind(const std::wstring& address) {
+    Log::GuardedLog::Info("Attempting to bind listener to {}",
+                          Shared::Util::ConvertErrorString(address));
+    std::lock_guard lock(mutex_);
+    if (socket_ != kInvalidSocket) {
+        return;
+    }
+    socket_ = ::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    if (socket_ < 0) {
+        socket_ = kInvalidSocket;
+        throw WinSockException("socket() failed", static_cast<std::uint32_t>(errno));
+    }
+    closed_.Reset();
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    if (::inet_pton(AF_INET, Shared::Util::ConvertStringType(address).c_str(), &local.sin_addr) !=
+        1) {
+        throw Shared::Exception::NtStatusException("RtlIpv4StringToAddressW() failed",
+                                                   kStatusInvalidParameter);
+    }
+    if (::bind(socket_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+        throw WinSockException("bind() failed", static_cast<std::uint32_t>(errno));
+    }
+}
+
+ICMPTCPResponse ICMPListener::ReadNextICMPResponse() {
+    for (;;) {
+        SocketHandle socket = kInvalidSocket;
+        {
+            std::lock_guard lock(mutex_);
+            socket = socket_;
+        }
+        if (socket == kInvalidSocket) {
+            throw WinSockException("recvfrom() failed", EBADF);
+        }
+        pollfd fds[2] = {{socket, POLLIN, 0}, {closed_.Handle(), POLLIN, 0}};
+        if (::poll(fds, 2, -1) < 0 && errno != EINTR) {
+            throw WinSockException("recvfrom() failed", static_cast<std::uint32_t>(errno));
+        }
+        sockaddr_in source{};
+        socklen_t sourceLength = sizeof source;
+        ssize_t received = 0;
+        {
+            std::lock_guard lock(mutex_);
+            if (socket_ == kInvalidSocket || (fds[1].revents & POLLIN)) {
+                throw WinSockException("recvfrom() failed", EBADF);
+            }
+            received = ::recvfrom(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT,
+                                  reinterpret_cast<sockaddr*>(&source), &sourceLength);
+        }
+        if (received < 0 && (errno == EAGAIN || errno == EINTR)) {
+            continue;
+        }
+        if (received < 0) {
+            throw WinSockException("recvfrom() failed", static_cast<std::uint32_t>(errno));
+        }
+        if (received == 0) {
+            return {};
+        }
+        const auto receivedAt = SteadyNowNs();
+        const auto from = Ipv4Text(&source.sin_addr);
+        const auto probe = DecodeTimeExceeded(buffer_, static_cast<std::size_t>(received));
+        if (!probe) {
+            continue;
+        }
+        return ICMPTCPResponse{Ipv4Text(probe->originalDestination.data()), from,
+                               probe->sourcePort, probe->destinationPort, receivedAt};
+    }
+}
+
+void ICMPListener::Close() noexcept {
+    std::lock_guard lock(mutex_);
+    if (socket_ == kInvalidSocket) {
+        return;
+    }
+    try {
+        closed_.Signal();
+    } catch (...) {
+    }
+    ::close(socket_);
+    socket_ = kInvalidSocket;
+}
+
+}  // namespace Shared::WinSock
