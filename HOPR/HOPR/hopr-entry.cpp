@@ -1,0 +1,5 @@
+#include "HOPR/HOPR/hopr-main.hpp"
+
+int main(int argc, char** argv) {
+    return HOPR::Main(argc, argv);
+}

@@ -79,8 +79,8 @@ struct GuardedLog {
     }
 
 private:
-    template <typename... Args>
-    static void Plain(spdlog::level::level_enum level, const Format<Args...>& format,
+    template <typename LocatedText, typename... Args>
+    static void Plain(spdlog::level::level_enum level, const LocatedText& format,
                       Args&... args) noexcept {
         detail::Write(detail::Member::Plain, level, format.where, format.text,
                       fmt::make_format_args(args...), nullptr);

@@ -20,3 +20,10 @@ std::wstring GetCurrentExecutableDirectory();
 std::string JoinPath(const std::string& directory, const std::string& file);
 
 }  // namespace Shared::Util
+
+namespace Shared::Util {
+
+// The operating system's identifier of the calling thread, as shown in logs.
+unsigned long CurrentThreadId() noexcept;
+
+}  // namespace Shared::Util

@@ -42,3 +42,11 @@ std::string JoinPath(const std::string& directory, const std::string& file) {
 }
 
 }  // namespace Shared::Util
+
+namespace Shared::Util {
+
+unsigned long CurrentThreadId() noexcept {
+    return static_cast<unsigned long>(::gettid());
+}
+
+}  // namespace Shared::Util

@@ -1,0 +1,92 @@
+#include <thread>
+
+#include "HOPR/HOPR/hopr-helpers.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-scheduler.hpp"
+#include "Shared/src/Log/shared.log-guardedlog.hpp"
+#include "Shared/src/System/shared.system-agentsettings.hpp"
+#include "Shared/src/Util/shared.util-strings.hpp"
+
+namespace HOPR {
+namespace {
+
+using Log::GuardedLog;
+
+void WaitForScheduledStart(std::int64_t boundMs) {
+    Shared::Concurrency::Scheduler<TestTypes> scheduler(Shared::Concurrency::WaitableTimer(), 1,
+                                                        boundMs, TestTypes::NetworkTest);
+    scheduler.ScheduleNext();
+    Shared::Concurrency::WaitFor(scheduler.Timer().Handle(), Shared::Concurrency::kInfinite,
+                                 false);
+}
+
+}  // namespace
+
+void RunTestBody(const TestContext& context) noexcept {
+    try {
+        if (!ShouldRun(context.test)) {
+            return;
+        }
+        if (!context.appState.parameters.isSerialised && context.schedulingBoundMs >= 1) {
+            WaitForScheduledStart(context.schedulingBoundMs);
+        }
+        TraceOptions options;
+        options.connectionTimeoutOverride =
+            Shared::System::AgentSettings::ConnectionTimeoutOverride();
+        options.exitEvent = context.exitEvent;
+        options.minPort = context.firstPort;
+        options.maxPort = context.lastPort;
+        const auto& bound = context.appState.arguments.interfaceAddress;
+        context.resultSlot =
+            Trace(bound.empty() ? context.virtualAddress : bound,
+                  bound.empty() ? context.physicalAddress : bound, context.test,
+                  context.responseCounts, options);
+    } catch (const std::exception& e) {
+        GuardedLog::ExceptionError(e, "Test {} ended with an error.",
+                                   Shared::Util::ConvertErrorString(context.test.testUuid));
+    }
+}
+
+void RunSerialised(AppState& appState, const std::wstring& virtualAddress,
+                   const std::wstring& physicalAddress, ResultsByTest& results,
+                   ResponseCounts& responseCounts, ResponseQueue& /*responses*/,
+                   HostNames& /*hostNames*/) {
+    const auto& parameters = appState.parameters;
+    try {
+        GuardedLog::Info("Opening event {}",
+                         Shared::Util::ConvertErrorString(parameters.exitEventName));
+        Shared::Concurrency::Event exitEvent(true, false, parameters.exitEventName);
+        std::uint16_t currentPort = parameters.minPort;
+        const std::uint16_t maxPort = parameters.maxPort;
+        for (std::uint64_t i = 0; i < parameters.tests.size(); ++i) {
+            auto& slot = results.at(i);
+            Shared::Concurrency::Event threadEnded(true);
+            const TestContext context{parameters.tests[i], appState, appState.schedulingBoundMs,
+                                      slot, virtualAddress, physicalAddress, responseCounts,
+                                      &exitEvent, currentPort, maxPort};
+            std::jthread testThread([&] {
+                RunTestBody(context);
+                threadEnded.Signal();
+            });
+            const auto signalled = Shared::Concurrency::WaitFor(
+                {exitEvent.Handle(), threadEnded.Handle()}, false, Shared::Concurrency::kInfinite,
+                false);
+            if (signalled == Shared::Concurrency::kWaitObject0) {
+                GuardedLog::Info("Sequential tracing is exiting due received signal.");
+                return;
+            }
+            if (currentPort != 0) {
+                currentPort = static_cast<std::uint16_t>(currentPort + slot.size());
+            }
+            if (maxPort != 0 && currentPort > maxPort) {
+                GuardedLog::Info("Sequential tracing is exiting due port exhaustion.");
+                return;
+            }
+        }
+        GuardedLog::Info("Sequential tracing has been completed.");
+    } catch (const std::exception& e) {
+        GuardedLog::ExceptionError(e, "Failed running a serialised test.");
+    }
+}
+
+}  // namespace HOPR

@@ -1,0 +1,112 @@
+#include "HOPR/HOPR/hopr-hostresolution.hpp"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <cerrno>
+
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/Log/shared.log-guardedlog.hpp"
+#include "Shared/src/System/shared.system-agentsettings.hpp"
+#include "Shared/src/Util/shared.util-system.hpp"
+
+namespace HOPR::HostResolution {
+
+using Log::GuardedLog;
+
+std::string GetHostName(const std::string& address) {
+    sockaddr_in socketAddress{};
+    socketAddress.sin_family = AF_INET;
+    if (::inet_pton(AF_INET, address.c_str(), &socketAddress.sin_addr) != 1) {
+        GuardedLog::Warn("Failed to resolve IP to name: inet_pton() failed with {:#X}.",
+                         static_cast<unsigned>(errno));
+        return address;
+    }
+    char host[NI_MAXHOST] = {};
+    const int result = ::getnameinfo(reinterpret_cast<const sockaddr*>(&socketAddress),
+                                     sizeof socketAddress, host, sizeof host, nullptr, 0,
+                                     NI_NUMERICSERV);
+    if (result != 0) {
+        GuardedLog::Warn("Failed to resolve IP to name: getnameinfo() failed with {:#X}.",
+                         static_cast<unsigned>(result));
+        return address;
+    }
+    return host;
+}
+
+HostResolutionWorker::HostResolutionWorker(
+    Shared::Concurrency::ThreadSafeQueue<std::string>& queue, HostNames& hostNames)
+    : queue_(queue), hostNames_(hostNames), stopEvent_(true) {}
+
+HostResolutionWorker::~HostResolutionWorker() {
+    try {
+        Stop();
+    } catch (...) {
+    }
+}
+
+void HostResolutionWorker::Start() {
+    thread_ = std::thread(&HostResolutionWorker::ThreadEntry, this);
+}
+
+void HostResolutionWorker::Stop() {
+    if (thread_.joinable()) {
+        stopEvent_.Signal();
+        thread_.join();
+    }
+}
+
+int HostResolutionWorker::ThreadEntry(HostResolutionWorker* worker) noexcept {
+    try {
+        return worker->StartResolving();
+    } catch (const std::exception& e) {
+        GuardedLog::Error("HostResolutionWorker failed: {}", e.what());
+    }
+    return 1;
+}
+
+int HostResolutionWorker::StartResolving() {
+    if (!Shared::System::AgentSettings::IsHostResolutionEnabled()) {
+        GuardedLog::Warn("HostResolutionThread is exiting early as host resolution is not enabled.");
+        return 0;
+    }
+    const std::vector<Shared::Raii::NativeHandle> handles = {queue_.ItemsWaiting().Handle(),
+                                                             stopEvent_.Handle()};
+    const auto threadId = Shared::Util::CurrentThreadId();
+    for (;;) {
+        const auto index =
+            Shared::Concurrency::WaitFor(handles, false, Shared::Concurrency::kInfinite, false);
+        GuardedLog::Debug("Thread {} woke to do index {}", threadId, index);
+        if (index == 0) {
+            Resolve();
+        } else if (index == 1) {
+            break;
+        } else {
+            GuardedLog::Info("Unhandled index {} in HostResolutionWorker {}", index, threadId);
+            return 1;
+        }
+    }
+    GuardedLog::Info("HostResolutionWorker {} exiting, total resolved: {}", threadId,
+                     resolvedCount_);
+    return 0;
+}
+
+void HostResolutionWorker::Resolve() {
+    const auto address = queue_.EraseOne(0);
+    const bool known = hostNames_.ReadShared(
+        [&](const auto& names) { return names.contains(address); });
+    if (known) {
+        return;
+    }
+    // No lock is held across the network lookup.
+    const auto name = GetHostName(address);
+    GuardedLog::Info("HostResolutionWorker {} resolved {}", Shared::Util::CurrentThreadId(),
+                     address);
+    const bool inserted = hostNames_.WriteExclusive(
+        [&](auto& names) { return names.try_emplace(address, name).second; });
+    if (inserted) {
+        ++resolvedCount_;
+    }
+}
+
+}  // namespace HOPR::HostResolution

@@ -1,0 +1,44 @@
+#pragma once
+// Worker threads that turn router addresses into host names while the traces run, so that the
+// results can show names without waiting for reverse lookups at the end.
+
+#include <string>
+#include <thread>
+
+#include "HOPR/HOPR/hopr-types.hpp"
+
+namespace HOPR::HostResolution {
+
+// Reverse lookup; the address text itself when there is no name or the lookup fails.
+std::string GetHostName(const std::string& address);
+
+class HostResolutionWorker {
+public:
+    HostResolutionWorker(Shared::Concurrency::ThreadSafeQueue<std::string>& queue,
+                         HostNames& hostNames);
+    // Stops and joins the thread if it runs.
+    ~HostResolutionWorker();
+    HostResolutionWorker(const HostResolutionWorker&) = delete;
+    HostResolutionWorker& operator=(const HostResolutionWorker&) = delete;
+
+    void Start();
+    // Signals the stop event and joins; the worker first drains its queue.
+    void Stop();
+
+    // The thread's start routine.
+    static int ThreadEntry(HostResolutionWorker* worker) noexcept;
+    // 0 on a normal end, 1 on an unexpected wake-up.
+    int StartResolving();
+    void Resolve();
+
+    unsigned ResolvedCount() const noexcept { return resolvedCount_; }
+
+private:
+    Shared::Concurrency::ThreadSafeQueue<std::string>& queue_;
+    HostNames& hostNames_;
+    Shared::Concurrency::Event stopEvent_;
+    unsigned resolvedCount_ = 0;
+    std::thread thread_;
+};
+
+}  // namespace HOPR::HostResolution

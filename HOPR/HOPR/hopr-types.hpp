@@ -1,0 +1,65 @@
+#pragma once
+// The records and shared objects of one run.
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "HOPR/HOPR/hopr-cl.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-sharedmap.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-slimguardedobject.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-threadsafequeue.hpp"
+#include "Shared/src/Json/shared.json-configobjects.hpp"
+#include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
+
+namespace HOPR {
+
+enum class TestTypes : std::uint32_t { NetworkTest = 1 };
+
+// One TCP probe.
+struct ProbeAttempt {
+    std::uint32_t hop = 0;     // the TTL; first hop is 1
+    std::uint32_t repeat = 0;  // 0 .. probesPerNode - 1
+    std::wstring target;
+    std::wstring targetAddress;
+    std::int64_t startTime = 0;  // steady clock, ns, just before the socket is opened
+    std::int64_t endTime = 0;    // steady clock, ns, when the connect returned; 0 if never tried
+    std::uint32_t localPort = 0;
+    bool connected = false;
+    std::int64_t wallClock = 0;  // system clock, 100-ns ticks since 1970
+};
+
+struct TraceOptions {
+    std::uint64_t connectionTimeoutOverride = 0;  // seconds; replaces the test's when non-zero
+    Shared::Concurrency::Event* exitEvent = nullptr;
+    std::uint16_t minPort = 0;  // 0: the system picks every probe's port
+    std::uint16_t maxPort = 0;  // 0: no upper bound
+};
+
+// A probe joined with the answer that quotes it, if any.
+struct ProbeAttemptResponse {
+    ProbeAttempt attempt;
+    std::optional<Shared::WinSock::ICMPTCPResponse> response;
+    std::int64_t roundTripMs = 0;
+};
+
+using HopProbeResponses = std::map<std::uint32_t, std::vector<ProbeAttemptResponse>>;
+using ResponseCounts = Shared::Concurrency::SharedMap<std::wstring, std::atomic<std::uint32_t>>;
+using ResponseQueue = Shared::Concurrency::ThreadSafeQueue<Shared::WinSock::ICMPTCPResponse>;
+using ResolutionQueues = std::vector<Shared::Concurrency::ThreadSafeQueue<std::string>>;
+using HostNames = Shared::Concurrency::SlimGuardedObject<std::map<std::string, std::string>>;
+using ResultsByTest = std::map<std::uint64_t, std::vector<ProbeAttempt>>;
+
+inline constexpr std::int64_t kSchedulingBoundMs = 60000;
+
+struct AppState {
+    CommandLineArguments arguments;
+    Shared::Json::TcpTraceParameters parameters;
+    std::int64_t schedulingBoundMs = 0;
+};
+
+}  // namespace HOPR
