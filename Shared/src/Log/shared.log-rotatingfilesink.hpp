@@ -49,7 +49,7 @@ protected:
         spdlog::memory_buf_t formatted;
         this->formatter_->format(msg, formatted);
         auto newSize = currentSize_ + formatted.size();
-        if (newSize > maxSize_ && fileHelper_.size() > 0) {
+        if (newSize > maxSize_ && FlushedSize() > 0) {
             Rotate();
             newSize = formatted.size();
         }
@@ -65,6 +65,12 @@ protected:
     }
 
 private:
+    // What is on disk, buffered bytes included.
+    std::size_t FlushedSize() {
+        fileHelper_.flush();
+        return fileHelper_.size();
+    }
+
     bool Exists(std::size_t index) const {
         return spdlog::details::os::path_exists(FileName(index));
     }

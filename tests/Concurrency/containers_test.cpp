@@ -1,0 +1,130 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <random>
+#include <thread>
+
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-scheduler.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-sharedmap.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-threadsafequeue.hpp"
+#include "support/captured_log.hpp"
+
+namespace {
+
+using namespace Shared::Concurrency;
+
+bool Signalled(const Event& event) {
+    return WaitFor(event.Handle(), 0, false);
+}
+
+TEST(ThreadSafeQueue, EventFollowsEmptinessAndItemsComeOutInOrder) {
+    ThreadSafeQueue<int> queue;
+    EXPECT_FALSE(Signalled(queue.ItemsWaiting()));
+    queue.Push(1);
+    queue.Push(2);
+    EXPECT_TRUE(Signalled(queue.ItemsWaiting()));
+    EXPECT_EQ(queue.EraseOne(0), 1);
+    EXPECT_TRUE(Signalled(queue.ItemsWaiting()));
+    EXPECT_EQ(queue.EraseOne(0), 2);
+    EXPECT_FALSE(Signalled(queue.ItemsWaiting()));
+    try {
+        queue.EraseOne(0);
+        ADD_FAILURE();
+    } catch (const std::runtime_error& e) {
+        EXPECT_THAT(e.what(), testing::HasSubstr("Index 0 is out of bounds of 0"));
+    }
+}
+
+TEST(ThreadSafeQueue, ConcurrentProducersAndConsumersLoseNothing) {
+    ThreadSafeQueue<int> queue;
+    constexpr int kPerProducer = 2000;
+    std::atomic<int> consumed = 0;
+    std::atomic<long> sum = 0;
+    std::atomic<bool> producing = true;
+    auto consumer = [&] {
+        while (producing || queue.Size() > 0) {
+            if (WaitFor(queue.ItemsWaiting().Handle(), 5, false)) {
+                try {
+                    sum += queue.EraseOne(0);
+                    ++consumed;
+                } catch (const std::runtime_error&) {
+                    // another consumer took the last item first
+                }
+            }
+        }
+    };
+    std::thread c1(consumer), c2(consumer);
+    std::thread p1([&] { for (int i = 1; i <= kPerProducer; ++i) queue.Push(i); });
+    std::thread p2([&] { for (int i = 1; i <= kPerProducer; ++i) queue.Push(i); });
+    p1.join();
+    p2.join();
+    producing = false;
+    c1.join();
+    c2.join();
+    EXPECT_EQ(consumed.load(), 2 * kPerProducer);
+    EXPECT_EQ(sum.load(), 2L * kPerProducer * (kPerProducer + 1) / 2);
+    EXPECT_FALSE(Signalled(queue.ItemsWaiting()));
+}
+
+TEST(SharedMap, FindOrInsertKeepsExistingValuesUnderConcurrentIncrements) {
+    SharedMap<std::wstring, std::atomic<unsigned>> counts;
+    counts.FindOrInsert(L"198.18.4.1", 5u);
+    EXPECT_EQ(counts.FindOrInsert(L"198.18.4.1", 0u).load(), 5u);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 1000; ++i) {
+                counts.FindOrInsert(L"198.18.9.9", 0u).fetch_add(1);
+            }
+        });
+    }
+    for (auto& t : threads) {
+        t.join();
+    }
+    EXPECT_EQ(counts.Find(L"198.18.9.9")->load(), 4000u);
+    EXPECT_EQ(counts.Find(L"absent"), nullptr);
+}
+
+TEST(Scheduler, UnbiasedDrawStaysInRange) {
+    std::mt19937 engine(42);
+    for (int i = 0; i < 20000; ++i) {
+        const auto drawn = DrawBelow(engine, 60000);
+        ASSERT_LT(drawn, 60000u);
+    }
+    for (int i = 0; i < 200; ++i) {
+        Scheduler<int> scheduler(WaitableTimer(), 1, 60000, 1);
+        ASSERT_EQ(scheduler.Entries().size(), 1u);
+        const auto delay = scheduler.Entries().front().delayMs;
+        ASSERT_GE(delay, 1);
+        ASSERT_LE(delay, 60000);
+    }
+}
+
+TEST(Scheduler, NormalisesToRelativeWaitsAndArmsTheTimer) {
+    const CapturedLog log;
+    using Entry = Scheduler<int>::Entry;
+    Scheduler<int> scheduler(WaitableTimer(),
+                             std::vector<Entry>{{0, 1, 500}, {1, 1, 200}, {2, 1, 900}});
+    scheduler.NormaliseToBound();
+    std::vector<std::int64_t> delays;
+    for (const auto& e : scheduler.Entries()) {
+        delays.push_back(e.delayMs);
+    }
+    // 200, 300, 400 before the second sort, which leaves them in that order.
+    EXPECT_EQ(delays, (std::vector<std::int64_t>{200, 300, 400}));
+    EXPECT_THAT(log.Text(), testing::HasSubstr("Scheduled cumulative network test sleep time: 900"));
+
+    Scheduler<int> none(WaitableTimer(), 1, -1, 1);
+    none.ScheduleNext();
+    EXPECT_THAT(log.Text(), testing::HasSubstr("No network tests to normalise."));
+    EXPECT_FALSE(WaitFor(none.Timer().Handle(), 20, false));
+
+    Scheduler<int> one(WaitableTimer(), std::vector<Entry>{{0, 1, 1}});
+    one.ScheduleNext();
+    EXPECT_THAT(log.Text(), testing::HasSubstr("Next test of type 1 will run in 1 ms from now."));
+    EXPECT_TRUE(WaitFor(one.Timer().Handle(), 1000, false));
+}
+
+}  // namespace

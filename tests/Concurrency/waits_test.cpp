@@ -1,0 +1,153 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+
+#include <unistd.h>
+#include <thread>
+
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-waitabletimer.hpp"
+#include "Shared/src/Exception/shared.exception-baseexception.hpp"
+#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/Raii/shared.raii-win32handle.hpp"
+
+namespace {
+
+using namespace Shared::Concurrency;
+using namespace std::chrono_literals;
+
+TEST(Waits, LowestSignalledIndexWinsAndOnlyTheWinnerIsConsumed) {
+    Event manual(true), firstAuto(false), secondAuto(false);
+    secondAuto.Signal();
+    firstAuto.Signal();
+    manual.Signal();
+    EXPECT_EQ(WaitFor({firstAuto.Handle(), secondAuto.Handle()}, false, 0, false), 0u);
+    EXPECT_EQ(WaitFor({firstAuto.Handle(), secondAuto.Handle()}, false, 0, false), 1u);
+    EXPECT_EQ(WaitFor({firstAuto.Handle(), secondAuto.Handle()}, false, 0, false), kWaitTimeout);
+    // A manual event stays signalled until reset.
+    EXPECT_EQ(WaitFor({manual.Handle()}, false, 0, false), 0u);
+    EXPECT_TRUE(manual.WaitOnEvent(0, false));
+    manual.Reset();
+    EXPECT_FALSE(manual.WaitOnEvent(10, false));
+}
+
+TEST(Waits, AutoResetEventWakesExactlyOneOfTwoWaiters) {
+    Event event(false);
+    std::atomic<int> woken = 0;
+    auto waiter = [&] {
+        if (event.WaitOnEvent(300, false)) {
+            ++woken;
+        }
+    };
+    std::thread a(waiter), b(waiter);
+    std::this_thread::sleep_for(50ms);
+    event.Signal();
+    a.join();
+    b.join();
+    EXPECT_EQ(woken.load(), 1);
+}
+
+TEST(Waits, HandleCountLimitsAndNullHandles) {
+    std::vector<Event> events(65);
+    std::vector<Shared::Raii::NativeHandle> handles;
+    for (const auto& e : events) {
+        handles.push_back(e.Handle());
+    }
+    events[64].Signal();
+    try {
+        WaitFor(handles, false, 0, false);
+        ADD_FAILURE();
+    } catch (const Shared::Exception::InvalidArgument& e) {
+        EXPECT_THAT(e.what(), testing::HasSubstr("Too many handles to wait on: 65"));
+    }
+    handles.pop_back();
+    EXPECT_EQ(WaitFor(handles, false, 0, false), kWaitTimeout);
+    events[63].Signal();
+    EXPECT_EQ(WaitFor(handles, false, 0, false), 63u);
+    EXPECT_THROW(WaitFor(std::vector<Shared::Raii::NativeHandle>{}, false, 0, false),
+                 Shared::Exception::InvalidArgument);
+    EXPECT_THROW(WaitFor({handles[0], Shared::Raii::kNullHandle}, false, 0, false),
+                 Shared::Exception::InvalidArgument);
+    EXPECT_THROW(WaitFor(Shared::Raii::kNullHandle, 0, false), Shared::Exception::InvalidArgument);
+}
+
+TEST(Waits, TimerAtZeroFiresAtOnceAndFiftyMillisecondsNotEarly) {
+    WaitableTimer timer;
+    timer.SetTimerInMillis(0, 0);
+    EXPECT_TRUE(WaitFor(timer.Handle(), 100, false));
+    EXPECT_FALSE(WaitFor(timer.Handle(), 0, false));  // one shot, consumed
+
+    const auto start = std::chrono::steady_clock::now();
+    timer.SetTimerInMillis(50, 0);
+    EXPECT_TRUE(WaitFor(timer.Handle(), kInfinite, false));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+
+    timer.SetTimerInMillis(20, 0);
+    EXPECT_TRUE(timer.CancelTimer());
+    EXPECT_FALSE(WaitFor(timer.Handle(), 60, false));
+}
+
+class NamedEvent : public testing::Test {
+protected:
+    void SetUp() override {
+        directory_ = "/tmp/hopr-events-" + std::to_string(::getpid());
+        ::setenv("HOPR_EVENT_DIR", directory_.c_str(), 1);
+    }
+    void TearDown() override {
+        ::unsetenv("HOPR_EVENT_DIR");
+        std::filesystem::remove_all(directory_);
+    }
+    std::string directory_;
+};
+
+TEST_F(NamedEvent, ShellWriteSignalsAndTheFifoGoesAwayWithItsCreator) {
+    std::string path;
+    {
+        Event exitEvent(true, false, L"Global\\hopr exit");
+        path = Event::PathForName(L"Global\\hopr exit");
+        EXPECT_EQ(path, directory_ + "/Global%5Chopr%20exit");
+        EXPECT_FALSE(exitEvent.WaitOnEvent(0, false));
+        std::thread writer([&] {
+            std::this_thread::sleep_for(30ms);
+            EXPECT_EQ(std::system(("printf x > '" + path + "'").c_str()), 0);
+        });
+        EXPECT_TRUE(exitEvent.WaitOnEvent(2000, false));
+        writer.join();
+        Event opened(true, true, L"Global\\hopr exit");
+        EXPECT_TRUE(opened.WaitOnEvent(0, false));  // manual: not consumed by the first wait
+    }
+    EXPECT_FALSE(std::filesystem::exists(path));
+    try {
+        Event missing(true, true, L"nobody-made-this");
+        ADD_FAILURE();
+    } catch (const Shared::Exception::Win32Exception& e) {
+        EXPECT_THAT(e.what(), testing::HasSubstr("Failed to create or open event nobody-made-this"));
+    }
+}
+
+TEST(Handles, AllOnesIsEmptyAndDuplicatesKeepInheritability) {
+    Shared::Raii::Win32Handle empty;
+    EXPECT_FALSE(empty.IsValid());
+    EXPECT_EQ(Shared::Raii::Win32Handle::DuplicatePassedHandle(Shared::Raii::kNullHandle, true),
+              Shared::Raii::kNullHandle);
+    EXPECT_THROW(empty.SetInheritability(true), Shared::Exception::RuntimeError);
+
+    Event event;
+    Shared::Raii::Win32Handle duplicate(
+        Shared::Raii::Win32Handle::DuplicatePassedHandle(event.Handle(), true));
+    EXPECT_TRUE(duplicate.IsInheritable());
+    duplicate.SetInheritability(false);
+    EXPECT_FALSE(duplicate.IsInheritable());
+    Shared::Raii::Win32Handle copy(duplicate);
+    EXPECT_NE(copy.Get(), duplicate.Get());
+    EXPECT_FALSE(copy.IsInheritable());
+    event.Signal();
+    EXPECT_TRUE(WaitFor(copy.Get(), 0, false));  // the same kernel object
+}
+
+}  // namespace

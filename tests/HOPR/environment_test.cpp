@@ -1,0 +1,80 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "HOPR/HOPR/hopr-helpers.hpp"
+#include "support/captured_log.hpp"
+#include "support/scoped_registry.hpp"
+
+namespace {
+
+using Shared::Json::TcpTraceTest;
+
+TcpTraceTest MakeTest(const std::wstring& uuid, const std::wstring& target) {
+    TcpTraceTest test;
+    test.testUuid = uuid;
+    test.target = target;
+    return test;
+}
+
+TEST(TargetResolution, DropsUnresolvableAndDuplicateTargets) {
+    const CapturedLog log;
+    const auto resolve = [](const std::wstring& target, std::uint32_t) -> std::vector<std::wstring> {
+        if (target == L"broken") {
+            throw std::runtime_error("lookup failed");
+        }
+        if (target == L"nothing") {
+            return {};
+        }
+        return {target == L"alias" ? L"198.18.4.1" : target, L"198.18.9.9"};
+    };
+    const auto kept = HOPR::RemoveResolvedDuplicates(
+        {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"alias"), MakeTest(L"c", L"broken"),
+         MakeTest(L"d", L"nothing"), MakeTest(L"e", L"198.18.9.9")},
+        resolve);
+    ASSERT_EQ(kept.size(), 2u);
+    EXPECT_EQ(kept[0].testUuid, L"a");
+    EXPECT_EQ(kept[0].resolvedIp, L"198.18.4.1");
+    EXPECT_EQ(kept[1].testUuid, L"e");
+    EXPECT_THAT(log.Text(), testing::HasSubstr("Ignoring duplicate test b"));
+    EXPECT_THAT(log.Text(), testing::HasSubstr(
+                                "Failed processing IP for test c against target broken. This test "
+                                "will be skipped. Error: lookup failed"));
+    EXPECT_THAT(log.Text(), testing::HasSubstr("Found no IPs for test d against target nothing."));
+}
+
+TEST(InterfaceSelection, TunnelAdapterIsVirtualAndTheNextOneIsPhysical) {
+    std::wstring physical, tunnel;
+    HOPR::GetInterfaceAddresses({{{L"198.18.60.2"}, {L"0.0.0.0"}},
+                                 {{L"198.18.1.2", L"198.18.1.3"}, {L"198.18.1.1"}}},
+                                physical, tunnel);
+    EXPECT_EQ(physical, L"198.18.1.2");
+    EXPECT_EQ(tunnel, L"198.18.60.2");
+
+    const CapturedLog log;
+    HOPR::GetInterfaceAddresses({{{L"198.18.1.2"}, {L"198.18.1.1"}}}, physical, tunnel);
+    EXPECT_EQ(tunnel, L"198.18.1.2");
+    EXPECT_THAT(log.Text(), testing::HasSubstr("No active interface with route 0.0.0.0 found"));
+    EXPECT_ANY_THROW(HOPR::GetInterfaceAddresses({{{L"198.18.60.2"}, {L"0.0.0.0"}}}, physical, tunnel));
+    EXPECT_ANY_THROW(HOPR::GetInterfaceAddresses({}, physical, tunnel));
+}
+
+TEST(VpnGate, DecisionTable) {
+    const auto runs = [](const char* status, bool trusted, bool untrustedNoVpn) {
+        const ScopedRegistry registry(
+            std::string("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\r\n"
+                        "\"tunnel-status\"=\"") + status + "\"\r\n");
+        TcpTraceTest test;
+        test.muRunTestsFromTrustedNetworks = trusted;
+        test.muRunTestsFromUntrustedNetworksWithVPNDisabled = untrustedNoVpn;
+        return HOPR::ShouldRun(test);
+    };
+    EXPECT_TRUE(runs("connected", false, false));
+    EXPECT_FALSE(runs("connected-non-vm", true, true));
+    EXPECT_FALSE(runs("internal", false, true));
+    EXPECT_TRUE(runs("connected-internal", true, false));
+    EXPECT_FALSE(runs("disconnected", true, false));
+    EXPECT_TRUE(runs("disabled", false, true));
+    EXPECT_TRUE(runs("Connected", false, true));  // unknown text reads as disconnected
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "Shared/src/Json/shared.json-configobjects.hpp"
+#include "Shared/src/Util/shared.util-strings.hpp"
+
+namespace {
+
+using Shared::Json::JSONToTcpTraceTests;
+using testing::HasSubstr;
+
+nlohmann::json ValidTest() {
+    return {{"target", "target.lab"}, {"testUuid", "t-1"}, {"netObjUuid", "n-1"},
+            {"timeout", 2}, {"port", 443}, {"maxUnknown", 3}, {"probesPerNode", 3},
+            {"muRunTestsFromTrustedNetworks", true},
+            {"muRunTestsFromUntrustedNetworksWithVPNDisabled", false},
+            {"rnRunTestsOnActivePathsOnly", false}, {"networkObjectDomainOrIpIndex", 1},
+            {"serverType", -2}, {"testName", "Name"}, {"applicationName", "App"},
+            {"isSplitTunnel", true}};
+}
+
+nlohmann::json ValidDocument() {
+    return {{"tests", {ValidTest()}}, {"isSerialised", false}, {"exitEventName", "stop"},
+            {"minPort", 33000}, {"maxPort", 33010}};
+}
+
+std::wstring Text(const nlohmann::json& document) {
+    return Shared::Util::ConvertStringType(document.dump());
+}
+
+std::string FailureOf(const std::wstring& text) {
+    try {
+        JSONToTcpTraceTests(text);
+    } catch (const std::runtime_error& e) {
+        return e.what();
+    }
+    return "no failure";
+}
+
+TEST(TestConfiguration, ReadsEveryFieldAndIgnoresUnknownKeys) {
+    auto document = ValidDocument();
+    document["unknown"] = 1;
+    document["tests"][0]["alsoUnknown"] = "x";
+    const auto parameters = JSONToTcpTraceTests(Text(document));
+    ASSERT_EQ(parameters.tests.size(), 1u);
+    const auto& test = parameters.tests[0];
+    EXPECT_EQ(test.target, L"target.lab");
+    EXPECT_EQ(test.port, 443u);
+    EXPECT_EQ(test.serverType, -2);
+    EXPECT_TRUE(test.muRunTestsFromTrustedNetworks);
+    EXPECT_TRUE(test.isSplitTunnel);
+    EXPECT_TRUE(test.resolvedIp.empty());
+    EXPECT_EQ(parameters.exitEventName, L"stop");
+    EXPECT_EQ(parameters.minPort, 33000);
+    EXPECT_EQ(parameters.maxPort, 33010);
+}
+
+TEST(TestConfiguration, NumbersAreTruncatedToTheirLowBits) {
+    auto document = ValidDocument();
+    document["tests"][0]["port"] = 443.7;
+    document["tests"][0]["timeout"] = -1;
+    document["tests"][0]["probesPerNode"] = 3.9;
+    document["minPort"] = 70000;
+    document["tests"][0]["serverType"] = 1e12;
+    const auto parameters = JSONToTcpTraceTests(Text(document));
+    EXPECT_EQ(parameters.tests[0].port, 443u);
+    EXPECT_EQ(parameters.tests[0].timeout, 4294967295u);
+    EXPECT_EQ(parameters.tests[0].probesPerNode, 3u);
+    EXPECT_EQ(parameters.minPort, 4464);
+    EXPECT_EQ(parameters.tests[0].serverType, INT32_MIN);
+}
+
+TEST(TestConfiguration, MissingKeysAndWrongTypesFailTheWholeDocument) {
+    auto noSplit = ValidDocument();
+    noSplit["tests"].push_back(ValidTest());
+    noSplit["tests"][1].erase("isSplitTunnel");
+    EXPECT_THAT(FailureOf(Text(noSplit)), HasSubstr("key 'isSplitTunnel' not found"));
+
+    auto wrongTop = ValidDocument();
+    wrongTop["isSerialised"] = 1;
+    EXPECT_THAT(FailureOf(Text(wrongTop)), HasSubstr("type must be boolean, but is number"));
+
+    auto wrongPort = ValidDocument();
+    wrongPort["tests"][0]["port"] = "443";
+    EXPECT_THAT(FailureOf(Text(wrongPort)), HasSubstr("type must be number, but is string"));
+
+    auto noMax = ValidDocument();
+    noMax.erase("maxPort");
+    EXPECT_THAT(FailureOf(Text(noMax)), HasSubstr("key 'maxPort' not found"));
+
+    auto notObject = ValidDocument();
+    notObject["tests"][0] = 5;
+    EXPECT_THAT(FailureOf(Text(notObject)), HasSubstr("WinRT failed parsing JSON "));
+
+    const auto text = FailureOf(L"not json");
+    EXPECT_THAT(text, HasSubstr("() at Shared/src/Json/shared.json-configobjects:"));
+    EXPECT_THAT(text, HasSubstr(" --> WinRT failed parsing JSON not json ---> [json.exception.parse_error"));
+    EXPECT_THAT(FailureOf(L"[1,2]"), HasSubstr("WinRT failed parsing JSON [1,2] ---> "));
+}
+
+TEST(TestConfiguration, EmptyTestListIsValid) {
+    const auto parameters = JSONToTcpTraceTests(
+        LR"({"tests":[],"isSerialised":false,"exitEventName":"","minPort":0,"maxPort":0})");
+    EXPECT_TRUE(parameters.tests.empty());
+}
+
+TEST(ResultJoin, CompactArrayInOrderKeepingFieldOrder) {
+    using Shared::Json::ObjectStringVectorToJSON;
+    EXPECT_EQ(ObjectStringVectorToJSON({}), L"[]");
+    EXPECT_EQ(ObjectStringVectorToJSON({"{\n  \"b\": 1,\n  \"a\": 33.333335876464844\n}", "{\"c\":\"x\"}"}),
+              LR"([{"b":1,"a":33.333335876464844},{"c":"x"}])");
+    try {
+        ObjectStringVectorToJSON({"[1]"});
+        ADD_FAILURE();
+    } catch (const std::runtime_error& e) {
+        EXPECT_THAT(e.what(), HasSubstr("WinRT failed parsing JSON ---> "));
+    }
+}
+
+}  // namespace

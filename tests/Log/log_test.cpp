@@ -1,0 +1,144 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "Shared/src/Exception/shared.exception-baseexception.hpp"
+#include "Shared/src/Log/shared.log-factory.hpp"
+#include "Shared/src/Log/shared.log-guardedlog.hpp"
+#include "Shared/src/Log/shared.log-rotatingfilesink.hpp"
+#include "support/captured_log.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+class RotatingSink : public testing::Test {
+protected:
+    void SetUp() override {
+        directory_ = fs::temp_directory_path() /
+                     ("hopr-sink-" + std::to_string(::getpid()) + "-" +
+                      testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(directory_);
+        fs::create_directories(directory_);
+    }
+    void TearDown() override { fs::remove_all(directory_); }
+
+    std::string Base() const { return (directory_ / "velmora_hopr.log").string(); }
+    std::string Numbered(int i) const {
+        return (directory_ / ("velmora_hopr." + std::to_string(i) + ".log")).string();
+    }
+    static void Write(const std::string& path, const std::string& text) {
+        std::ofstream(path) << text;
+    }
+    static std::string Read(const std::string& path) {
+        std::ifstream in(path);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    static void Log(spdlog::sinks::sink& sink, const std::string& text) {
+        sink.log(spdlog::details::log_msg("t", spdlog::level::info, text));
+    }
+
+    fs::path directory_;
+};
+
+using Sink = Log::sinks::rotating_file_sink<std::mutex>;
+
+TEST_F(RotatingSink, ShiftsEveryFileAndDeletesTheOldest) {
+    for (int i = 1; i <= 4; ++i) {
+        Write(Numbered(i), "file" + std::to_string(i));
+    }
+    Write(Base(), "base");
+    Sink sink(Base(), 8, 4);
+    sink.set_pattern("%v");
+    Log(sink, "record");
+    sink.flush();
+    EXPECT_EQ(Read(Numbered(4)), "file3");
+    EXPECT_EQ(Read(Numbered(2)), "file1");
+    EXPECT_EQ(Read(Numbered(1)), "base");
+    EXPECT_THAT(Read(Base()), testing::StartsWith("record"));
+}
+
+TEST_F(RotatingSink, ClosesGapsBeforeRotating) {
+    Write(Base(), "base");
+    Write(Numbered(3), "three");
+    Sink sink(Base(), 4, 4);
+    sink.set_pattern("%v");
+    Log(sink, "next");
+    sink.flush();
+    EXPECT_EQ(Read(Numbered(1)), "base");
+    EXPECT_EQ(Read(Numbered(3)), "three");
+    EXPECT_FALSE(fs::exists(Numbered(2)));
+    EXPECT_THAT(Read(Base()), testing::StartsWith("next"));
+}
+
+TEST_F(RotatingSink, ZeroFilesKeepsOnlyTheBaseAndLargeRecordsAreWrittenWhole) {
+    Write(Base(), "old");
+    Sink sink(Base(), 4, 0);
+    sink.set_pattern("%v");
+    Log(sink, "a record much larger than four bytes");
+    Log(sink, "again");
+    sink.flush();
+    EXPECT_FALSE(fs::exists(Numbered(1)));
+    EXPECT_THAT(Read(Base()), testing::StartsWith("again"));
+
+    fs::remove(Base());
+    Sink fresh(Base(), 4, 2);
+    fresh.set_pattern("%v");
+    Log(fresh, "bigger than the limit");
+    fresh.flush();
+    EXPECT_FALSE(fs::exists(Numbered(1)));  // an empty file is never rotated
+}
+
+TEST_F(RotatingSink, FailedRenameThrowsAndLeavesAFreshBaseFile) {
+    struct FailingRename : Sink {
+        using Sink::Sink;
+        bool RenameFile(const std::string&, const std::string&) override { return false; }
+    };
+    Write(Base(), "full");
+    FailingRename sink(Base(), 4, 2);
+    sink.set_pattern("%v");
+    try {
+        Log(sink, "overflow");
+        ADD_FAILURE() << "expected the rename to fail";
+    } catch (const spdlog::spdlog_ex& e) {
+        EXPECT_THAT(e.what(), HasSubstr("rotating_file_sink: failed renaming " + Base() + " to " +
+                                        Numbered(1)));
+    }
+    EXPECT_EQ(Read(Base()), "");
+    EXPECT_THROW(Sink(Base(), 0, 1), spdlog::spdlog_ex);
+    EXPECT_THROW(Sink(Base(), 1, 200001), spdlog::spdlog_ex);
+    EXPECT_NO_THROW(Sink(Base(), 1, 200000));
+}
+
+TEST(GuardedLog, FormatFaultsBecomeOneErrorLineNamingTheCaller) {
+    const CapturedLog log;
+    Log::GuardedLog::Info(fmt::runtime("{} and {}"), 1);
+    EXPECT_THAT(log.Text(), HasSubstr("error GuardedLog() [1] failed formatting log at: "));
+    EXPECT_THAT(log.Text(), HasSubstr(":tests/Log/log_test:"));
+    EXPECT_THAT(log.Text(), testing::Not(HasSubstr(" and ")));
+}
+
+TEST(GuardedLog, ExceptionAndLocatedMembersComposeTheirTexts) {
+    const CapturedLog log;
+    Log::GuardedLog::ExceptionError(std::runtime_error("boom"), "Winsock error on {}:{}", "1.2.3.4", 80);
+    Log::GuardedLog::Error("Failed {}", "here");
+    EXPECT_THAT(log.Text(), HasSubstr("error Exception logged in function "));
+    EXPECT_THAT(log.Text(),
+                HasSubstr("---> Winsock error on 1.2.3.4:80.\nException information ---> Exception: boom"));
+    EXPECT_THAT(log.Text(), HasSubstr("error Error in function "));
+    EXPECT_THAT(log.Text(), HasSubstr("---> Failed here"));
+}
+
+TEST(LoggerFactory, RejectsUnknownModesAndInstallsTheDefaultLogger) {
+    const CapturedLog restore;
+    EXPECT_THROW(Log::CreateLogger(static_cast<Log::LoggingMode>(6), spdlog::level::info, "x.log", 1, 1),
+                 Shared::Exception::RuntimeError);
+    Log::CreateLogger(Log::LoggingMode::None, spdlog::level::debug, "x.log", 1, 1);
+    EXPECT_EQ(spdlog::default_logger()->name(), "default");
+    EXPECT_EQ(spdlog::default_logger()->level(), spdlog::level::debug);
+}
+
+}  // namespace
