@@ -1,0 +1,40 @@
+"""`hopr test` through real routers: answered, silent and missing hops."""
+
+import unittest
+
+from lab import Lab, LabCase, hub_addresses, require_root
+
+
+def setUpModule():
+    require_root()
+
+
+class TraceThroughRouters(LabCase):
+    def test_every_router_then_the_target_with_a_silent_router_in_between(self):
+        with Lab("--routers", 3, "--silent", 2) as lab:
+            results = self.assert_ok(lab.run("test", "198.18.4.1", "-p", 80, "-r", 3, "-t", 1,
+                                             "-u", 3, "-l", "n"))
+        self.assertEqual(len(results), 1)
+        hubs = results[0]["report"]["hubs"]
+        self.assertEqual(hub_addresses(results[0]),
+                         ["198.18.1.1", "0.0.0.0", "198.18.3.1", "198.18.4.1"])
+        self.assertEqual([h["count"] for h in hubs], ["1", "2", "3", "4"])
+        self.assertEqual([h["sent"] for h in hubs], [3, 3, 3, 3])
+        self.assertEqual([h["loss"] for h in hubs], [0, 100, 0, 0])
+        self.assertEqual([h["host"] for h in hubs], ["r1.lab", "???", "r3.lab", "198.18.4.1"])
+        for hub in (hubs[0], hubs[2], hubs[3]):
+            self.assertLessEqual(hub["best"], hub["avg"])
+            self.assertLessEqual(hub["avg"], hub["worst"])
+        self.assertEqual(results[0]["report"]["mtr"]["dstAddress"], "198.18.4.1")
+
+    def test_two_silent_routers_in_a_row_end_the_trace_at_max_unknown(self):
+        with Lab("--routers", 4, "--silent", "2,3") as lab:
+            results = self.assert_ok(lab.run("test", "198.18.5.1", "-p", 80, "-r", 2, "-t", 1,
+                                             "-u", 2, "-l", "f"))
+            log = lab.log()
+        self.assertEqual(hub_addresses(results[0]), ["198.18.1.1", "0.0.0.0", "0.0.0.0"])
+        self.assertIn("Aborting trace for 198.18.5.1 due to too many unknown nodes", log)
+
+
+if __name__ == "__main__":
+    unittest.main()
