@@ -259,6 +259,7 @@ int Main(int argc, const char* const* argv) {
     try {
         run.emplace(Shared::System::AgentSettings::HostResolutionWorkerCount());
         const int exitCode = Execute(*run, argc, argv);
+        run.reset();  // its threads may log until they are joined
         spdlog::shutdown();
         return exitCode;
     } catch (const std::exception& e) {

@@ -58,7 +58,7 @@ void Write(Member member, spdlog::level::level_enum level, const std::source_loc
            const std::exception* exception) noexcept {
     try {
         auto* logger = spdlog::default_logger_raw();
-        if (!logger->should_log(level)) {
+        if (logger == nullptr || !logger->should_log(level)) {
             return;
         }
         const auto at = Shared::Exception::SourceLocation::From(where);

@@ -1,0 +1,98 @@
+"""Serialised agent runs: port ranges, the stop event, VPN gating, split tunnels, exit codes."""
+
+import json
+import os
+import unittest
+
+from lab import Lab, LabCase, document, hub_addresses, lab_test, require_root
+
+VPN_KEY = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\n"
+
+
+def setUpModule():
+    require_root()
+
+
+class SerialisedRun(LabCase):
+    def test_port_range_runs_out_after_the_first_test(self):
+        tests = [lab_test("198.18.3.1", "a"), lab_test("198.19.0.2", "b")]
+        with Lab("--routers", 2, "--extra-targets", 1) as lab:
+            results = self.assert_ok(
+                lab.run_json(document(tests, serialised=True, event="ports", min_port=33000,
+                                      max_port=33004)))
+            log = lab.log()
+        self.assertEqual(hub_addresses(results[0]), ["198.18.1.1", "198.18.2.1", "198.18.3.1"])
+        self.assertEqual(results[1]["report"]["hubs"], [])
+        self.assertIn("Sequential tracing is exiting due port exhaustion.", log)
+        self.assertEqual([h["sent"] for h in results[0]["report"]["hubs"]], [2, 2, 1])
+
+    def test_stop_event_during_the_second_test_leaves_the_rest_unrun(self):
+        tests = [lab_test("198.18.3.1", "a"),
+                 lab_test("198.19.0.2", "b", max_unknown=30),
+                 lab_test("198.19.0.3", "c")]
+        with Lab("--routers", 2, "--extra-targets", 2, "--silent", "1,2") as lab:
+            process = lab.start_json(document(tests, serialised=True, event="Global\\stop"))
+            lines = []
+            for line in process.stdout:
+                lines.append(line)
+                if "On hop 2; repeat 0; address 198.19.0.2" in line:
+                    fifo = os.path.join(lab.events, "Global%5Cstop")
+                    with open(fifo, "w") as f:
+                        f.write("x")
+            process.wait(timeout=120)
+            leftovers = os.listdir(lab.events)
+        self.assertEqual(process.returncode, 0)
+        results = json.loads(lines[-1][lines[-1].index("[{"):])
+        self.assertEqual([r["testUuid"] for r in results], ["a", "b", "c"])
+        self.assertTrue(results[0]["report"]["hubs"])
+        self.assertEqual([h["count"] for h in results[1]["report"]["hubs"]], ["1", "2"])
+        self.assertEqual(results[2]["report"]["hubs"], [])
+        self.assertTrue(any("Sequential tracing is exiting due received signal." in l for l in lines))
+        self.assertEqual(leftovers, [], "the event FIFO must go away with the run")
+
+    def test_vpn_state_gates_tests(self):
+        tests = [lab_test("198.18.3.1", "untrusted"),
+                 lab_test("198.19.0.2", "trusted", muRunTestsFromTrustedNetworks=True)]
+        with Lab("--routers", 2, "--extra-targets", 1,
+                 registry=VPN_KEY + '"tunnel-status"="internal"\n') as lab:
+            internal = self.assert_ok(lab.run_json(document(tests, serialised=True)))
+            lab.write_registry(VPN_KEY + '"tunnel-status"="connected-non-vm"\n')
+            non_vm = self.assert_ok(lab.run_json(document(tests, serialised=True)))
+            log = lab.log()
+        self.assertEqual([r["testUuid"] for r in internal], ["untrusted", "trusted"])
+        self.assertEqual(internal[0]["report"]["hubs"], [])
+        self.assertEqual(hub_addresses(internal[1]), ["198.18.1.1", "198.18.2.1", "198.19.0.2"])
+        self.assertIn("HOPR test untrusted is not being run because it's not configured to run "
+                      "in internal VPN state.", log)
+        self.assertEqual([r["report"]["hubs"] for r in non_vm], [[], []])
+        self.assertIn("HOPR test trusted is not being run because the VPN is in connected-non-vm "
+                      "state.", log)
+
+    def test_split_tunnel_probes_leave_through_the_tunnel(self):
+        tests = [lab_test("198.18.3.1", "split", isSplitTunnel=True),
+                 lab_test("198.19.0.2", "plain")]
+        with Lab("--routers", 2, "--tunnel", "--extra-targets", 1) as lab:
+            results = self.assert_ok(lab.run_json(document(tests, serialised=True)))
+        self.assertEqual(hub_addresses(results[0]), ["198.18.60.1", "198.18.3.1"])
+        self.assertEqual(hub_addresses(results[1]), ["198.18.1.1", "198.18.2.1", "198.19.0.2"])
+
+    def test_no_usable_adapter_and_bad_input_exit_codes(self):
+        with Lab("--routers", 1, "--no-gateway") as lab:
+            no_adapter = lab.run_json(document([lab_test("198.18.2.1", "a")]))
+            empty = lab.run_json(document([]))
+            missing = lab.run("json", "-l", "n", stdin="")
+            broken = lab.run("json", "-l", "n", stdin='{"tests": [{"target": "x"}]}\n')
+            log = lab.log()
+        self.assertEqual((no_adapter.returncode, no_adapter.stdout), (64, ""))
+        self.assertIn("Failed to find an active interface to bind to.", log)
+        self.assertEqual((empty.returncode, empty.stdout), (96, ""))
+        self.assertEqual(missing.returncode, 80)
+        self.assertIn("Failed reading line from std::cin", missing.stdout)
+        self.assertEqual(broken.returncode, 80)
+        self.assertIn("WinRT failed parsing JSON", broken.stdout)
+        # The composed text ends with its stack trace; nothing is added after it.
+        self.assertRegex(broken.stdout, r"(Stacktrace:|-{36})\n$")
+
+
+if __name__ == "__main__":
+    unittest.main()
