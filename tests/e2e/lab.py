@@ -78,9 +78,8 @@ class Lab:
         process.stdin.close()
         return process
 
-    def log(self):
-        path = os.path.join(self.directory, "velmora_hopr.log")
-        with open(path, encoding="utf-8") as f:
+    def log(self, name="velmora_hopr.log"):
+        with open(os.path.join(self.directory, name), encoding="utf-8") as f:
             return f.read()
 
 

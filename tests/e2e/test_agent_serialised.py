@@ -39,6 +39,7 @@ class SerialisedRun(LabCase):
                     fifo = os.path.join(lab.events, "Global%5Cstop")
                     with open(fifo, "w") as f:
                         f.write("x")
+            process.stdout.close()
             process.wait(timeout=120)
             leftovers = os.listdir(lab.events)
         self.assertEqual(process.returncode, 0)
