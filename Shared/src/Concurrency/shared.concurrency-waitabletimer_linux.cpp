@@ -28,11 +28,11 @@ void WaitableTimer::InternalCreateTimer(bool /*manualReset*/, bool /*named*/) {
 }
 
 void WaitableTimer::InternalSetTimer(std::int64_t ms, std::uint32_t periodMs) {
-    itimerspec spec{};
-    spec.it_interval = ToTimespec(periodMs);
+    itimerspec setting{};
+    setting.it_interval = ToTimespec(periodMs);
     // An all-zero value would disarm the timer; a due time of now must fire at once.
-    spec.it_value = ms > 0 ? ToTimespec(ms) : timespec{0, 1};
-    if (::timerfd_settime(handle_.Get(), 0, &spec, nullptr) != 0) {
+    setting.it_value = ms > 0 ? ToTimespec(ms) : timespec{0, 1};
+    if (::timerfd_settime(handle_.Get(), 0, &setting, nullptr) != 0) {
         throw Shared::Exception::Win32Exception("Failed to set timer",
                                                 static_cast<std::uint32_t>(errno));
     }
