@@ -75,6 +75,8 @@ void RunSerialised(AppState& appState, const std::wstring& virtualAddress,
                 GuardedLog::Info("Sequential tracing is exiting due received signal.");
                 return;
             }
+            // The body has ended; joining makes its writes to the slot visible here.
+            testThread.join();
             if (currentPort != 0) {
                 currentPort = static_cast<std::uint16_t>(currentPort + slot.size());
             }

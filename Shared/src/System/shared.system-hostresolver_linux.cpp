@@ -1,19 +1,20 @@
-// glibc's getaddrinfo_a runs the lookup on a helper thread; gai_suspend bounds the wait and
-// gai_cancel abandons it. A lookup already in progress cannot be cancelled, so after a time-out
-// we still wait for it to finish before the request block goes out of scope.
+// The lookup runs on a thread of its own and reports through a completion routine that signals
+// an event; the caller waits on the event for at most the time-out. A lookup in progress
+// cannot be interrupted on Linux (getaddrinfo_a cannot cancel one either, and its hidden helper
+// threads defeat ThreadSanitizer), so after a time-out the caller still waits for it to end
+// before the context goes out of scope, then reports the time-out.
 
 #include "Shared/src/System/shared.system-hostresolver.hpp"
 
 #include <arpa/inet.h>
 #include <netdb.h>
-#include <signal.h>
 
-#include <cerrno>
-#include <chrono>
 #include <mutex>
+#include <thread>
 
 #include <fmt/format.h>
 
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
@@ -23,16 +24,13 @@ namespace {
 
 std::mutex gResolveMutex;
 
-struct FreeAddrInfo {
-    void operator()(addrinfo* list) const noexcept { ::freeaddrinfo(list); }
+struct QueryContext {
+    Shared::Concurrency::Event done{true};
+    int error = 0;
+    std::vector<std::wstring> addresses;
 };
 
-// Completion: collects the IPv4 texts, or reports the failure code.
-std::vector<std::wstring> QueryCompleteCallback(int error, const addrinfo* list) {
-    if (error != 0) {
-        Log::GuardedLog::Error("QueryCompleteCallback() failed: {}", ::gai_strerror(error));
-        return {};
-    }
+std::vector<std::wstring> Ipv4Texts(const addrinfo* list) {
     std::vector<std::wstring> addresses;
     for (const auto* entry = list; entry != nullptr; entry = entry->ai_next) {
         if (entry->ai_family != AF_INET) {
@@ -47,67 +45,48 @@ std::vector<std::wstring> QueryCompleteCallback(int error, const addrinfo* list)
     return addresses;
 }
 
-void WaitUntilDone(gaicb* request) {
-    const gaicb* list[] = {request};
-    while (::gai_error(request) == EAI_INPROGRESS) {
-        ::gai_suspend(list, 1, nullptr);
-    }
-}
-
-// Waits at most `timeoutMs`; false when the lookup is still running.
-bool WaitFor(gaicb* request, std::uint32_t timeoutMs) {
-    const gaicb* list[] = {request};
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (::gai_error(request) == EAI_INPROGRESS) {
-        const auto left = deadline - std::chrono::steady_clock::now();
-        if (left <= std::chrono::nanoseconds::zero()) {
-            return false;
-        }
-        const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(left).count();
-        const timespec timeout{static_cast<time_t>(ns / 1000000000), static_cast<long>(ns % 1000000000)};
-        ::gai_suspend(list, 1, &timeout);
-    }
-    return true;
-}
-
 }  // namespace
+
+void QueryCompleteCallback(int error, const addrinfo* result, QueryContext& context) {
+    if (error != 0) {
+        context.error = error;
+        context.done.Signal();
+        Log::GuardedLog::Error("QueryCompleteCallback() failed: {}", ::gai_strerror(error));
+        return;
+    }
+    context.addresses = Ipv4Texts(result);
+    context.error = 0;
+    context.done.Signal();
+}
 
 std::vector<std::wstring> HostResolver::Resolve(const std::wstring& hostName,
                                                 std::uint32_t timeoutMs) {
     std::lock_guard lock(gResolveMutex);
     const auto name = Shared::Util::ConvertStringType(hostName);
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    gaicb request{};
-    request.ar_name = name.c_str();
-    request.ar_request = &hints;
-    gaicb* requests[] = {&request};
-    sigevent notify{};
-    notify.sigev_notify = SIGEV_NONE;
-
-    const int started = ::getaddrinfo_a(GAI_NOWAIT, requests, 1, &notify);
-    if (started != 0) {
-        return QueryCompleteCallback(started, nullptr);
-    }
-    const bool finished = WaitFor(&request, timeoutMs);
-    if (!finished) {
-        ::gai_cancel(&request);
-        WaitUntilDone(&request);
-    }
-    std::unique_ptr<addrinfo, FreeAddrInfo> result(request.ar_result);
-    if (!finished) {
+    QueryContext context;
+    std::jthread lookup([&] {
+        addrinfo hints{};
+        hints.ai_family = AF_INET;
+        addrinfo* result = nullptr;
+        const int error = ::getaddrinfo(name.c_str(), nullptr, &hints, &result);
+        QueryCompleteCallback(error, result, context);
+        if (result != nullptr) {
+            ::freeaddrinfo(result);
+        }
+    });
+    if (!context.done.WaitOnEvent(timeoutMs, false)) {
+        lookup.join();
         throw Shared::Exception::RuntimeError(
             fmt::format("Address reolution for host name \"{}\" took longer than {} ms to complete.",
                         name, timeoutMs));
     }
-    const int error = ::gai_error(&request);
-    if (error != 0) {
-        QueryCompleteCallback(error, nullptr);
-        throw Shared::Exception::RuntimeError(fmt::format(
-            "Failed to resolve address for host name \"{}\" with error: {}", name,
-            ::gai_strerror(error)));
+    lookup.join();
+    if (context.error != 0) {
+        throw Shared::Exception::RuntimeError(
+            fmt::format("Failed to resolve address for host name \"{}\" with error: {}", name,
+                        ::gai_strerror(context.error)));
     }
-    return QueryCompleteCallback(0, result.get());
+    return context.addresses;
 }
 
 }  // namespace Shared::System

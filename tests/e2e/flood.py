@@ -1,0 +1,58 @@
+"""Sends a bounded flood of malformed and unrelated ICMP at the client from a lab router.
+
+Run inside a router's namespace: python3 flood.py DESTINATION TARGET SECONDS
+"""
+
+import socket
+import struct
+import sys
+import time
+
+
+def checksum(data):
+    if len(data) % 2:
+        data += b"\0"
+    total = sum(struct.unpack(f"!{len(data) // 2}H", data))
+    total = (total >> 16) + (total & 0xFFFF)
+    return ~(total + (total >> 16)) & 0xFFFF
+
+
+def icmp(kind, payload):
+    header = struct.pack("!BBHI", kind, 0, 0, 0)
+    return struct.pack("!BBHI", kind, 0, checksum(header + payload), 0) + payload
+
+
+def quoted(destination, protocol=6, ihl=5, ports=(1, 2), tail=8):
+    header = struct.pack("!BBHHHBBH4s4s", 0x40 | ihl, 0, 60, 0, 0, 1, protocol, 0,
+                         socket.inet_aton("198.18.1.2"), socket.inet_aton(destination))
+    return header + struct.pack("!HH", *ports) + b"\0" * (tail - 4)
+
+
+def datagrams(target):
+    yield icmp(0, b"echo reply")
+    yield icmp(3, quoted(target))                     # unreachable, not time exceeded
+    yield icmp(11, b"")                               # no quote at all
+    yield icmp(11, quoted(target)[:12])               # truncated quoted header
+    yield icmp(11, quoted(target, protocol=17))       # quotes UDP
+    yield icmp(11, quoted(target, protocol=1))        # quotes ICMP
+    yield icmp(11, quoted(target, ihl=15, tail=4))    # huge quoted IHL, short datagram
+    yield icmp(11, quoted("198.18.99.99", ports=(40000, 80)))  # someone else's probe
+
+
+def main():
+    destination, target, seconds = sys.argv[1], sys.argv[2], float(sys.argv[3])
+    sender = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
+    packets = list(datagrams(target))
+    deadline = time.monotonic() + seconds
+    sent = 0
+    while time.monotonic() < deadline:
+        for packet in packets:
+            sender.sendto(packet, (destination, 0))
+            sent += 1
+        if sent % 4000 == 0:
+            time.sleep(0.01)  # bounded: a few hundred thousand datagrams a run
+    print(sent)
+
+
+if __name__ == "__main__":
+    main()

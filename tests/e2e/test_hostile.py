@@ -1,0 +1,73 @@
+"""Hostile input: an ICMP flood during a trace, broken standard input, missing privileges."""
+
+import json
+import os
+import resource
+import subprocess
+import sys
+import unittest
+
+from lab import BINARY, Lab, LabCase, hub_addresses, require_root
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+
+def setUpModule():
+    require_root()
+
+
+class HostileInput(LabCase):
+    def test_icmp_flood_changes_nothing_for_the_real_hops(self):
+        with Lab("--routers", 3) as lab:
+            flood = subprocess.Popen(
+                ["ip", "netns", "exec", f"{lab.name}r1", sys.executable,
+                 os.path.join(HERE, "flood.py"), "198.18.1.2", "198.18.4.1", "15"],
+                stdout=subprocess.PIPE, text=True)
+            before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+            results = self.assert_ok(lab.run("test", "198.18.4.1", "-p", 80, "-r", 2, "-t", 1,
+                                             "-u", 3, "-l", "n"))
+            peak_kb = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+            sent = int(flood.communicate(timeout=60)[0])
+        self.assertGreater(sent, 10000)
+        self.assertEqual(hub_addresses(results[0]),
+                         ["198.18.1.1", "198.18.2.1", "198.18.3.1", "198.18.4.1"])
+        self.assertEqual([h["loss"] for h in results[0]["report"]["hubs"]], [0, 0, 0, 0])
+        self.assertLess(max(peak_kb, before), 256 * 1024, "peak RSS of a run under flood")
+
+    def test_broken_standard_input_ends_with_the_documented_status(self):
+        cases = {
+            "empty line": (b"\n", 80),
+            "no line at all": (b"", 80),
+            "binary junk": (bytes(range(256)) * 4 + b"\n", 80),
+            "ten megabyte line": (b"[" + b"1," * 5_000_000 + b"1]\n", 80),
+            "deep nesting": (b"[" * 200_000 + b"]" * 200_000 + b"\n", 80),
+            "number overflow": (b'{"tests":[],"minPort":1e400}\n', 80),
+            "huge but valid numbers": (
+                b'{"tests":[],"isSerialised":false,"exitEventName":"","minPort":1e300,'
+                b'"maxPort":-1e300}\n', 96),
+        }
+        for name, (stdin, status) in cases.items():
+            with self.subTest(name):
+                done = subprocess.run([BINARY, "json", "-l", "n"], input=stdin,
+                                      capture_output=True, timeout=60)
+                self.assertEqual(done.returncode, status, done.stdout[-500:] + done.stderr[-500:])
+                if status == 96:
+                    self.assertEqual(done.stdout, b"")
+                else:
+                    self.assertIn(b"Exception in ", done.stdout)
+
+    def test_without_raw_socket_privilege_the_run_fails_clearly(self):
+        with Lab("--routers", 1) as lab:
+            os.chmod(lab.directory, 0o755)
+            done = subprocess.run(
+                ["ip", "netns", "exec", f"{lab.name}c", "setpriv", "--reuid=nobody",
+                 "--regid=nogroup", "--clear-groups", lab.binary, "test", "198.18.2.1", "-p", "80",
+                 "-r", "1", "-t", "1", "-u", "1", "-l", "c"],
+                capture_output=True, text=True, env=lab.environment(), timeout=60)
+        self.assertEqual(done.returncode, 255, done.stdout + done.stderr)
+        self.assertIn("Unknown main() error -- aborting HOPR", done.stdout)
+        self.assertIn("socket() failed --> Operation not permitted", done.stdout)
+
+
+if __name__ == "__main__":
+    unittest.main()
