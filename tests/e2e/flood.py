@@ -36,20 +36,29 @@ def datagrams(target):
     yield icmp(11, quoted(target, protocol=17))       # quotes UDP
     yield icmp(11, quoted(target, protocol=1))        # quotes ICMP
     yield icmp(11, quoted(target, ihl=15, tail=4))    # huge quoted IHL, short datagram
-    yield icmp(11, quoted("198.18.99.99", ports=(40000, 80)))  # someone else's probe
+
+
+def someone_elses_probe():
+    # Well formed: the listener keeps it like any answer, so it is sent sparingly.
+    return icmp(11, quoted("198.18.99.99", ports=(40000, 80)))
 
 
 def main():
     destination, target, seconds = sys.argv[1], sys.argv[2], float(sys.argv[3])
     sender = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
     packets = list(datagrams(target))
+    unrelated = someone_elses_probe()
     deadline = time.monotonic() + seconds
-    sent = 0
+    sent = rounds = 0
     while time.monotonic() < deadline:
         for packet in packets:
             sender.sendto(packet, (destination, 0))
+        sent += len(packets)
+        rounds += 1
+        if rounds % 20 == 0:
+            sender.sendto(unrelated, (destination, 0))
             sent += 1
-        if sent % 4000 == 0:
+        if rounds % 500 == 0:
             time.sleep(0.01)  # bounded: a few hundred thousand datagrams a run
     print(sent)
 

@@ -67,6 +67,17 @@ class Lab:
         return subprocess.run(self.command(*arguments), input=stdin, capture_output=True,
                               text=True, env=self.environment(), timeout=timeout)
 
+    def run_measured(self, *arguments, timeout=300):
+        """Like run(), and the peak resident size of hopr alone, in KiB."""
+        measure = ("import resource, subprocess, sys; subprocess.run(sys.argv[1:]); "
+                   "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, file=sys.stderr)")
+        env = self.environment()
+        # AddressSanitizer's quarantine would otherwise hold up to 256 MB of freed memory.
+        env["ASAN_OPTIONS"] = "quarantine_size_mb=8"
+        done = subprocess.run([sys.executable, "-c", measure, *self.command(*arguments)],
+                              capture_output=True, text=True, env=env, timeout=timeout)
+        return done, int(done.stderr.split()[-1])
+
     def run_json(self, document, log="f", timeout=300):
         return self.run("json", "-l", log, stdin=json.dumps(document) + "\n", timeout=timeout)
 

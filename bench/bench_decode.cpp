@@ -1,0 +1,39 @@
+// Cost of decoding one datagram, for a time-exceeded answer quoting a TCP probe and for the
+// kinds of datagrams a listener drops.
+
+#include <benchmark/benchmark.h>
+
+#include <vector>
+
+#include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
+
+namespace {
+
+std::vector<std::uint8_t> Datagram(std::uint8_t type, std::uint8_t protocol) {
+    std::vector<std::uint8_t> bytes(65535, 0);
+    bytes[0] = 0x45;
+    bytes[20] = type;
+    bytes[28] = 0x45;
+    bytes[37] = protocol;
+    bytes[44] = 198, bytes[45] = 18, bytes[46] = 4, bytes[47] = 1;
+    bytes[48] = 0x80, bytes[49] = 0xE8, bytes[50] = 0x01, bytes[51] = 0xBB;
+    return bytes;
+}
+
+void BM_DecodeTimeExceededTcp(benchmark::State& state) {
+    const auto bytes = Datagram(11, 6);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Shared::WinSock::DecodeTimeExceeded(bytes, 56));
+    }
+}
+BENCHMARK(BM_DecodeTimeExceededTcp);
+
+void BM_DecodeDroppedEchoReply(benchmark::State& state) {
+    const auto bytes = Datagram(0, 6);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Shared::WinSock::DecodeTimeExceeded(bytes, 84));
+    }
+}
+BENCHMARK(BM_DecodeDroppedEchoReply);
+
+}  // namespace
