@@ -1,5 +1,7 @@
 // Debug dumps of the correlation, one log line per record, for support cases.
 
+#include <spdlog/spdlog.h>
+
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
@@ -34,10 +36,19 @@ void DumpEntry(const ProbeAttemptResponse& entry) {
     }
 }
 
+// Their arguments are costly to build; skip them when debug lines would be dropped anyway.
+bool DebugEnabled() {
+    const auto* logger = spdlog::default_logger_raw();
+    return logger != nullptr && logger->should_log(spdlog::level::debug);
+}
+
 }  // namespace
 
 void Dump(const std::wstring& target,
           const std::vector<Shared::WinSock::ICMPTCPResponse>& filteredResponses) {
+    if (!DebugEnabled()) {
+        return;
+    }
     GuardedLog::Debug("========== Dumping filteredResponses ==========");
     for (const auto& r : filteredResponses) {
         GuardedLog::Debug(
@@ -49,6 +60,9 @@ void Dump(const std::wstring& target,
 }
 
 void Dump(const HopProbeResponses& hopProbeResponses) {
+    if (!DebugEnabled()) {
+        return;
+    }
     GuardedLog::Debug("========== Dumping hopProbeResponses ==========");
     for (const auto& [hop, entries] : hopProbeResponses) {
         GuardedLog::Debug("====== HOP {} ======", hop);

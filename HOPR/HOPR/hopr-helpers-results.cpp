@@ -138,9 +138,24 @@ void ProcessProbesPerHop(google::protobuf::RepeatedPtrField<AgentProtobuf::MtrTe
     }
 }
 
+ResponsesByDestination IndexByDestination(const std::vector<ICMPTCPResponse>& responses) {
+    ResponsesByDestination index;
+    for (const auto& response : responses) {
+        index[response.originalDestination].push_back(response);
+    }
+    return index;
+}
+
 std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
                                const std::vector<ProbeAttempt>& probes,
                                const std::vector<ICMPTCPResponse>& responses,
+                               const HostNames& hostNames) {
+    return GenerateMtrResults(test, probes, IndexByDestination(responses), hostNames);
+}
+
+std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
+                               const std::vector<ProbeAttempt>& probes,
+                               const ResponsesByDestination& responses,
                                const HostNames& hostNames) {
     AgentProtobuf::MtrTestResult result;
     result.set_network_object_domain_or_ip_index(test.networkObjectDomainOrIpIndex);
@@ -164,9 +179,9 @@ std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
         groups[probe.targetAddress].push_back(probe);
     }
     for (const auto& [target, groupProbes] : groups) {
-        std::vector<ICMPTCPResponse> filtered;
-        std::copy_if(responses.begin(), responses.end(), std::back_inserter(filtered),
-                     [&](const ICMPTCPResponse& r) { return r.originalDestination == target; });
+        static const std::vector<ICMPTCPResponse> kNone;
+        const auto found = responses.find(target);
+        const auto& filtered = found == responses.end() ? kNone : found->second;
         Dump(target, filtered);
         if (filtered.empty() && !anyConnected) {
             GuardedLog::Warn(

@@ -100,10 +100,23 @@ void ProcessProbesPerHop(
     google::protobuf::RepeatedPtrField<AgentProtobuf::MtrTestResult_Hub>& hubs,
     const HopProbeResponses& hopProbeResponses, const HostNames& hostNames);
 
+// The run's answers by quoted destination (exact text), each list in capture order.
+using ResponsesByDestination =
+    std::map<std::wstring, std::vector<Shared::WinSock::ICMPTCPResponse>>;
+
+ResponsesByDestination IndexByDestination(
+    const std::vector<Shared::WinSock::ICMPTCPResponse>& responses);
+
 // The test's result message as JSON text.
 std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
                                const std::vector<ProbeAttempt>& probes,
                                const std::vector<Shared::WinSock::ICMPTCPResponse>& responses,
+                               const HostNames& hostNames);
+// The same with the answers indexed once per run, so that each test costs the same however
+// many answers the run holds.
+std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
+                               const std::vector<ProbeAttempt>& probes,
+                               const ResponsesByDestination& responses,
                                const HostNames& hostNames);
 
 void Dump(const std::wstring& target,

@@ -196,8 +196,8 @@ void WriteResults(Run& run) {
     for (const auto& [index, probes] : run.results) {
         probeCount += probes.size();
     }
-    const auto responses = run.responses.Copy();
-    GuardedLog::Info("Got {} probes and {} responses.", probeCount, responses.size());
+    const auto responses = IndexByDestination(run.responses.Copy());
+    GuardedLog::Info("Got {} probes and {} responses.", probeCount, run.responses.Size());
     std::vector<std::string> texts;
     const auto& tests = run.appState.parameters.tests;
     for (std::uint64_t i = 0; i < tests.size(); ++i) {

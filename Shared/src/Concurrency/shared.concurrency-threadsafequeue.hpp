@@ -22,8 +22,12 @@ public:
 
     void Push(T item) {
         std::lock_guard lock(mutex_);
+        const bool wasEmpty = items_.empty();
         items_.push_back(std::move(item));
-        itemsWaiting_.Signal();
+        // A manual-reset event is already signalled while items wait: skip the system call.
+        if (wasEmpty || !itemsWaiting_.IsManualReset()) {
+            itemsWaiting_.Signal();
+        }
     }
 
     // Removes and returns the item at `index`; throws "Index {} is out of bounds of {}".

@@ -21,6 +21,7 @@ namespace Shared::WinSock {
 namespace {
 
 constexpr std::size_t kBufferSize = 65535;
+constexpr int kReceiveBufferBytes = 8 << 20;
 constexpr std::uint32_t kStatusInvalidParameter = 0xC000000D;
 
 std::wstring Ipv4Text(const void* address) {
@@ -72,6 +73,11 @@ void ICMPListener::Bind(const std::wstring& address) {
     if (::bind(socket_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
         throw WinSockException("bind() failed", static_cast<std::uint32_t>(errno));
     }
+    // Room for bursts of answers while the reader is busy; best effort, the default still works.
+    const int bytes = kReceiveBufferBytes;
+    if (::setsockopt(socket_, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) {
+        ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+    }
 }
 
 ICMPTCPResponse ICMPListener::ReadNextICMPResponse() {
@@ -84,22 +90,26 @@ ICMPTCPResponse ICMPListener::ReadNextICMPResponse() {
         if (socket == kInvalidSocket) {
             throw WinSockException("recvfrom() failed", EBADF);
         }
-        pollfd fds[2] = {{socket, POLLIN, 0}, {closed_.Handle(), POLLIN, 0}};
-        if (::poll(fds, 2, -1) < 0 && errno != EINTR) {
-            throw WinSockException("recvfrom() failed", static_cast<std::uint32_t>(errno));
-        }
         sockaddr_in source{};
         socklen_t sourceLength = sizeof source;
         ssize_t received = 0;
         {
             std::lock_guard lock(mutex_);
-            if (socket_ == kInvalidSocket || (fds[1].revents & POLLIN)) {
+            if (socket_ == kInvalidSocket) {
                 throw WinSockException("recvfrom() failed", EBADF);
             }
             received = ::recvfrom(socket_, buffer_.data(), buffer_.size(), MSG_DONTWAIT,
                                   reinterpret_cast<sockaddr*>(&source), &sourceLength);
         }
+        // Wait only when nothing is queued: a burst is drained without a poll per datagram.
         if (received < 0 && (errno == EAGAIN || errno == EINTR)) {
+            pollfd fds[2] = {{socket, POLLIN, 0}, {closed_.Handle(), POLLIN, 0}};
+            if (::poll(fds, 2, -1) < 0 && errno != EINTR) {
+                throw WinSockException("recvfrom() failed", static_cast<std::uint32_t>(errno));
+            }
+            if (fds[1].revents & POLLIN) {
+                throw WinSockException("recvfrom() failed", EBADF);
+            }
             continue;
         }
         if (received < 0) {
