@@ -9,8 +9,9 @@ namespace Shared::Exception {
 namespace {
 
 // Frames of the C runtime's start-up code; they and everything outside them are noise.
-constexpr std::array<std::string_view, 5> kStartupFrames = {
-    "invoke_main", "ucrtbase", "__scrt_common_main_seh", "__libc_start_main", "_start"};
+constexpr std::array<std::string_view, 6> kStartupFrames = {
+    "invoke_main",       "ucrtbase", "__scrt_common_main_seh", "__libc_start_call_main",
+    "__libc_start_main", "_start"};
 
 bool IsStartupFrame(std::string_view description) {
     for (const auto marker : kStartupFrames) {

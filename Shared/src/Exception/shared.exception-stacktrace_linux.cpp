@@ -1,20 +1,49 @@
+// Frames come from GCC's libbacktrace through one process-wide, thread-safe state: the DWARF
+// of the binary is loaded once. (Boost.Stacktrace keeps one state per thread, which cost a run
+// of 200 concurrent tests several gigabytes.)
+
 #include "Shared/src/Exception/shared.exception-stacktrace.hpp"
 
-#include <boost/stacktrace.hpp>
+#include <backtrace.h>
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include <fmt/format.h>
 
 namespace Shared::Exception {
+namespace {
+
+void IgnoreError(void*, const char*, int) {}
+
+backtrace_state* SharedState() {
+    static backtrace_state* const state = ::backtrace_create_state(nullptr, 1, IgnoreError, nullptr);
+    return state;
+}
+
+std::string Demangle(const char* name) {
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> demangled(
+        abi::__cxa_demangle(name, nullptr, nullptr, &status), &std::free);
+    return status == 0 && demangled ? demangled.get() : name;
+}
+
+int AppendFrame(void* data, std::uintptr_t pc, const char* file, int line, const char* function) {
+    auto& trace = *static_cast<StackTrace*>(data);
+    auto description = function != nullptr ? Demangle(function) : fmt::format("{:#x}", pc);
+    trace.push_back({std::move(description), file != nullptr ? file : "",
+                     static_cast<std::size_t>(line)});
+    return 0;
+}
+
+}  // namespace
 
 StackTrace CaptureStackTrace() {
     StackTrace trace;
     try {
-        const boost::stacktrace::stacktrace captured(1, static_cast<std::size_t>(-1));
-        trace.reserve(captured.size());
-        for (const auto& frame : captured) {
-            auto description = frame.name();
-            if (description.empty()) {
-                description = boost::stacktrace::to_string(frame);
-            }
-            trace.push_back({std::move(description), frame.source_file(), frame.source_line()});
+        if (auto* state = SharedState()) {
+            ::backtrace_full(state, 1, AppendFrame, IgnoreError, &trace);
         }
     } catch (...) {
         // A trace is a courtesy; an exception must still be constructible without one.
