@@ -9,6 +9,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <mutex>
 
 #include <fmt/format.h>
 
@@ -40,8 +41,12 @@ int AppendFrame(void* data, std::uintptr_t pc, const char* file, int line, const
 }  // namespace
 
 StackTrace CaptureStackTrace() {
+    // libbacktrace synchronises its lazy loading internally, but out of ThreadSanitizer's
+    // sight; one walk at a time keeps that visible and costs little once the DWARF is loaded.
+    static std::mutex walking;
     StackTrace trace;
     try {
+        std::lock_guard lock(walking);
         if (auto* state = SharedState()) {
             ::backtrace_full(state, 1, AppendFrame, IgnoreError, &trace);
         }
