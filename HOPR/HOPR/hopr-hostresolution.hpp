@@ -31,8 +31,6 @@ public:
     int StartResolving();
     void Resolve();
 
-    unsigned ResolvedCount() const noexcept { return resolvedCount_; }
-
 private:
     Shared::Concurrency::ThreadSafeQueue<std::string>& queue_;
     HostNames& hostNames_;

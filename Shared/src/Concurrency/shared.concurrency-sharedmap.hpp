@@ -30,11 +30,6 @@ public:
         return found == map_.end() ? nullptr : &found->second;
     }
 
-    std::size_t Size() const {
-        std::shared_lock lock(mutex_);
-        return map_.size();
-    }
-
 private:
     mutable std::shared_mutex mutex_;
     std::map<K, V> map_;

@@ -33,7 +33,6 @@ public:
     // An empty response means the socket reported an orderly end.
     ICMPTCPResponse ReadNextICMPResponse();
     void Close() noexcept;
-    bool IsValid() const;
 
 private:
     std::mutex mutex_;  // guards socket_ against Close() from another thread

@@ -46,10 +46,6 @@ ICMPListener::~ICMPListener() {
     Close();
 }
 
-bool ICMPListener::IsValid() const {
-    return socket_ != kInvalidSocket;
-}
-
 void ICMPListener::Bind(const std::wstring& address) {
     Log::GuardedLog::Info("Attempting to bind listener to {}",
                           Shared::Util::ConvertErrorString(address));
