@@ -3,10 +3,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
-#include <filesystem>
-
-#include <unistd.h>
 #include <thread>
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
@@ -90,44 +86,6 @@ TEST(Waits, TimerAtZeroFiresAtOnceAndFiftyMillisecondsNotEarly) {
     timer.SetTimerInMillis(20, 0);
     EXPECT_TRUE(timer.CancelTimer());
     EXPECT_FALSE(WaitFor(timer.Handle(), 60, false));
-}
-
-class NamedEvent : public testing::Test {
-protected:
-    void SetUp() override {
-        directory_ = "/tmp/hopr-events-" + std::to_string(::getpid());
-        ::setenv("HOPR_EVENT_DIR", directory_.c_str(), 1);
-    }
-    void TearDown() override {
-        ::unsetenv("HOPR_EVENT_DIR");
-        std::filesystem::remove_all(directory_);
-    }
-    std::string directory_;
-};
-
-TEST_F(NamedEvent, ShellWriteSignalsAndTheFifoGoesAwayWithItsCreator) {
-    std::string path;
-    {
-        Event exitEvent(true, false, L"Global\\hopr exit");
-        path = Event::PathForName(L"Global\\hopr exit");
-        EXPECT_EQ(path, directory_ + "/Global%5Chopr%20exit");
-        EXPECT_FALSE(exitEvent.WaitOnEvent(0, false));
-        std::thread writer([&] {
-            std::this_thread::sleep_for(30ms);
-            EXPECT_EQ(std::system(("printf x > '" + path + "'").c_str()), 0);
-        });
-        EXPECT_TRUE(exitEvent.WaitOnEvent(2000, false));
-        writer.join();
-        Event opened(true, true, L"Global\\hopr exit");
-        EXPECT_TRUE(opened.WaitOnEvent(0, false));  // manual: not consumed by the first wait
-    }
-    EXPECT_FALSE(std::filesystem::exists(path));
-    try {
-        Event missing(true, true, L"nobody-made-this");
-        ADD_FAILURE();
-    } catch (const Shared::Exception::Win32Exception& e) {
-        EXPECT_THAT(e.what(), testing::HasSubstr("Failed to create or open event nobody-made-this"));
-    }
 }
 
 TEST(Handles, AllOnesIsEmptyAndDuplicatesKeepInheritability) {

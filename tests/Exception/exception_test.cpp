@@ -33,7 +33,8 @@ TEST(ExceptionText, Win32CodeZeroHasNoTranslationAndNoHint) {
 
 TEST(ExceptionText, Win32CodesAreTranslatedHintedAndPrintedUnsigned) {
     const Win32Exception known("op failed", 2);
-    EXPECT_THAT(known.what(), HasSubstr(" --> No such file or directory (error code 0X2)\n"));
+    EXPECT_THAT(known.what(),
+                HasSubstr(" --> " + TranslateSystemError(2) + " (error code 0X2)\n"));
 
     const Win32Exception dns("op failed", 12007);
     EXPECT_THAT(dns.what(),
@@ -52,7 +53,8 @@ TEST(ExceptionText, WinSockNeverHintsAndNtStatusAndComHaveTheirForms) {
 
     const NtStatusException status("RtlIpv4StringToAddressW() failed", 0xC000000D);
     EXPECT_THAT(status.what(),
-                HasSubstr(" --> The parameter is incorrect. (NTSTATUS code 0XC000000D).\n"));
+                HasSubstr(" --> " + TranslateModuleError(0xC000000D, ErrorModule::NtDll) +
+                          " (NTSTATUS code 0XC000000D).\n"));
 
     const ComException com("CoInitializeEx() failed", 0x80090328);
     EXPECT_THAT(com.what(), StartsWith("COM Exception in function "));

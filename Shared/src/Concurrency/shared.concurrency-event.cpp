@@ -49,11 +49,12 @@ void Event::WaitOnEvent() {
     WaitOnEvent(kInfinite, false);
 }
 
-bool Event::WaitOnEvent(unsigned long timeoutMs, bool /*alertable*/) {
+bool Event::WaitOnEvent(unsigned long timeoutMs, bool alertable) {
     if (!handle_.IsValid()) {
         throw Shared::Exception::RuntimeError("No Event to wait on");
     }
-    const auto result = detail::WaitMany({handle_.Get()}, timeoutMs, "WaitForSingleObject failed");
+    const auto result = detail::WaitMany({handle_.Get()}, timeoutMs, alertable,
+                                         "WaitForSingleObject failed");
     if (result == kWaitAbandoned0) {
         throw Shared::Exception::RuntimeError("The wait was abandoned");
     }

@@ -10,11 +10,11 @@ namespace Shared::Concurrency {
 
 using Shared::Exception::InvalidArgument;
 
-bool WaitFor(NativeHandle handle, unsigned long timeoutMs, bool /*alertable*/) {
+bool WaitFor(NativeHandle handle, unsigned long timeoutMs, bool alertable) {
     if (!Shared::Raii::IsValidHandle(handle)) {
         throw InvalidArgument("Handle is nullptr");
     }
-    const auto result = detail::WaitMany({handle}, timeoutMs, "WaitForSingleObjectEx() failed");
+    const auto result = detail::WaitMany({handle}, timeoutMs, alertable, "WaitForSingleObjectEx() failed");
     if (result == kWaitAbandoned0) {
         throw Shared::Exception::RuntimeError("The wait was abandoned");
     }
@@ -22,7 +22,7 @@ bool WaitFor(NativeHandle handle, unsigned long timeoutMs, bool /*alertable*/) {
 }
 
 unsigned long WaitFor(const std::vector<NativeHandle>& handles, bool waitAll,
-                      unsigned long timeoutMs, bool /*alertable*/) {
+                      unsigned long timeoutMs, bool alertable) {
     if (handles.empty()) {
         throw InvalidArgument("handles is empty");
     }
@@ -36,7 +36,8 @@ unsigned long WaitFor(const std::vector<NativeHandle>& handles, bool waitAll,
     if (waitAll) {
         throw InvalidArgument("Waiting for all handles at once is not supported");
     }
-    const auto result = detail::WaitMany(handles, timeoutMs, "WaitForSingleObjectEx() failed");
+    const auto result = detail::WaitMany(handles, timeoutMs, alertable,
+                                         "WaitForSingleObjectEx() failed");
     if (result == kWaitAbandoned0) {
         throw Shared::Exception::RuntimeError("The wait was abandoned");
     }

@@ -33,10 +33,11 @@ namespace detail {
 void RegisterAutoReset(NativeHandle handle);
 void UnregisterAutoReset(NativeHandle handle);
 
-// Returns the index of the first signalled object in index order, kWaitTimeout on time-out.
+// Returns the index of the first signalled object in index order, kWaitTimeout on time-out,
+// kWaitIoCompletion when an alertable wait ran a queued completion routine.
 // Errors carry `failureText`.
 unsigned long WaitMany(const std::vector<NativeHandle>& handles, unsigned long timeoutMs,
-                       const char* failureText);
+                       bool alertable, const char* failureText);
 
 }  // namespace detail
 

@@ -57,8 +57,9 @@ void UnregisterAutoReset(NativeHandle handle) {
     gAutoReset.erase(handle);
 }
 
+// Nothing is queued to threads here, so an alertable wait is an ordinary one.
 unsigned long WaitMany(const std::vector<NativeHandle>& handles, unsigned long timeoutMs,
-                       const char* failureText) {
+                       bool /*alertable*/, const char* failureText) {
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::milliseconds(timeoutMs == kInfinite ? 0 : timeoutMs);
     std::vector<pollfd> fds(handles.size());

@@ -35,6 +35,9 @@ std::string ComposeOrThrow(Form form, const char* message, std::uint32_t code,
             return fmt::format("{} --> {} (error code {:#X})\n{}", Header(where, message),
                                TranslateModuleError(code, ErrorModule::WinSock), code, trace);
         case Form::NtStatus:
+            if (!ModuleAvailable(ErrorModule::NtDll)) {
+                return fmt::format("{}: {}", message, "failed acquiring ntdll.dll handle");
+            }
             return fmt::format("{} --> {} (NTSTATUS code {:#X}).\n{} {}", Header(where, message),
                                TranslateModuleError(code, ErrorModule::NtDll), code, trace,
                                HintFor(code));

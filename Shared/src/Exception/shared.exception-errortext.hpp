@@ -16,6 +16,9 @@ std::string TranslateSystemError(std::uint32_t code);
 // Text from a module's message table, kept exactly as the system gives it (line break included).
 std::string TranslateModuleError(std::uint32_t code, ErrorModule module);
 
+// Whether the module's message table can be reached at all.
+bool ModuleAvailable(ErrorModule module) noexcept;
+
 // The plain-language hint for a few well-known codes; empty for every other code.
 std::string HintFor(std::uint32_t code);
 

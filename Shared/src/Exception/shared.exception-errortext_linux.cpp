@@ -45,3 +45,12 @@ std::string TranslateModuleError(std::uint32_t code, ErrorModule module) {
 }
 
 }  // namespace Shared::Exception
+
+namespace Shared::Exception {
+
+// The texts come from the C library, which is always there.
+bool ModuleAvailable(ErrorModule) noexcept {
+    return true;
+}
+
+}  // namespace Shared::Exception

@@ -2,10 +2,6 @@
 
 #include <cwctype>
 
-#include <fmt/format.h>
-
-#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
-
 namespace Shared::Util {
 
 bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right) {
@@ -19,19 +15,6 @@ bool EqualsIgnoreCase(std::wstring_view left, std::wstring_view right) {
         }
     }
     return true;
-}
-
-std::string ConvertErrorString(std::wstring_view wide) noexcept {
-    try {
-        return ConvertStringType(wide);
-    } catch (const Shared::Exception::Win32Exception& e) {
-        try {
-            return fmt::format("Failed converting error string [1]: {}", e.Code());
-        } catch (...) {
-        }
-    } catch (...) {
-    }
-    return {};
 }
 
 }  // namespace Shared::Util

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdint>
 
+#include <fmt/format.h>
+
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 
 // wchar_t holds UTF-32 here, so the conversions are plain UTF-8 <-> code point transcoding.
@@ -93,6 +95,19 @@ std::wstring ConvertStringType(std::string_view narrow) {
         wide += static_cast<wchar_t>(cp);
     }
     return wide;
+}
+
+std::string ConvertErrorString(std::wstring_view wide) noexcept {
+    try {
+        return ConvertStringType(wide);
+    } catch (const Shared::Exception::Win32Exception& e) {
+        try {
+            return fmt::format("Failed converting error string [1]: {}", e.Code());
+        } catch (...) {
+        }
+    } catch (...) {
+    }
+    return {};
 }
 
 }  // namespace Shared::Util

@@ -16,13 +16,13 @@
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
 
 namespace Shared::WinSock {
 namespace {
 
 constexpr std::size_t kBufferSize = 65535;
 constexpr int kReceiveBufferBytes = 8 << 20;
-constexpr std::uint32_t kStatusInvalidParameter = 0xC000000D;
 
 std::wstring Ipv4Text(const void* address) {
     char text[INET_ADDRSTRLEN] = {};
@@ -61,11 +61,7 @@ void ICMPListener::Bind(const std::wstring& address) {
     closed_.Reset();
     sockaddr_in local{};
     local.sin_family = AF_INET;
-    if (::inet_pton(AF_INET, Shared::Util::ConvertStringType(address).c_str(), &local.sin_addr) !=
-        1) {
-        throw Shared::Exception::NtStatusException("RtlIpv4StringToAddressW() failed",
-                                                   kStatusInvalidParameter);
-    }
+    local.sin_addr.s_addr = ParseIpv4Strict(address);
     if (::bind(socket_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
         throw WinSockException("bind() failed", static_cast<std::uint32_t>(errno));
     }

@@ -10,16 +10,22 @@
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 
+#if defined(_WIN32)
+struct addrinfoW;
+#else
 struct addrinfo;
+#endif
 
 namespace Shared::WinSock {
 
 #if defined(_WIN32)
 using SocketHandle = std::uintptr_t;
 inline constexpr SocketHandle kInvalidSocket = ~SocketHandle{0};
+using AddressInfo = ::addrinfoW;
 #else
 using SocketHandle = int;
 inline constexpr SocketHandle kInvalidSocket = -1;
+using AddressInfo = ::addrinfo;
 #endif
 
 // True for the outcome of a probe whose TTL ran out before the destination: not worth a log line.
@@ -51,7 +57,7 @@ public:
 
 private:
     struct AddrInfoDeleter {
-        void operator()(addrinfo* list) const noexcept;
+        void operator()(AddressInfo* list) const noexcept;
     };
 
     bool HasHandle() const noexcept;
@@ -60,7 +66,7 @@ private:
     std::uint32_t port_;
     SocketHandle handle_ = kInvalidSocket;
     int family_ = 0;
-    std::unique_ptr<addrinfo, AddrInfoDeleter> addressInfo_;
+    std::unique_ptr<AddressInfo, AddrInfoDeleter> addressInfo_;
 };
 
 // Starts the socket library once for the process; stops it when destroyed.

@@ -11,26 +11,13 @@
 
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
 
 namespace Shared::WinSock {
 namespace {
 
-// The status the strict address parser reports for text that is not a dotted-decimal IPv4.
-constexpr std::uint32_t kStatusInvalidParameter = 0xC000000D;
-
 std::uint32_t LastError() {
     return static_cast<std::uint32_t>(errno);
-}
-
-sockaddr_in ParseIpv4Strict(const std::wstring& address) {
-    sockaddr_in socketAddress{};
-    socketAddress.sin_family = AF_INET;
-    const auto text = Shared::Util::ConvertStringType(address);
-    if (::inet_pton(AF_INET, text.c_str(), &socketAddress.sin_addr) != 1) {
-        throw Shared::Exception::NtStatusException("RtlIpv4StringToAddressW() failed",
-                                                   kStatusInvalidParameter);
-    }
-    return socketAddress;
 }
 
 }  // namespace
@@ -41,7 +28,7 @@ bool IsProbeExpiryError(std::uint32_t code) noexcept {
     return code == ETIMEDOUT || code == EHOSTUNREACH;
 }
 
-void Socket::AddrInfoDeleter::operator()(addrinfo* list) const noexcept {
+void Socket::AddrInfoDeleter::operator()(AddressInfo* list) const noexcept {
     ::freeaddrinfo(list);
 }
 
@@ -93,7 +80,9 @@ void Socket::Open() {
 }
 
 void Socket::Bind(const std::wstring& localAddress, std::uint16_t localPort) {
-    auto local = ParseIpv4Strict(localAddress);
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = ParseIpv4Strict(localAddress);
     if (localPort != 0) {
         Log::GuardedLog::Debug("Binding to local port {}", localPort);
         local.sin_port = htons(localPort);

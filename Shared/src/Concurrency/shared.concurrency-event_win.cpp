@@ -1,0 +1,68 @@
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
+
+#include "Shared/src/Exception/shared.exception-baseexception.hpp"
+#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/Util/shared.util-windows.hpp"
+
+#include <sddl.h>
+
+namespace Shared::Concurrency {
+namespace {
+
+[[noreturn]] void ThrowLastError(const char* message) {
+    throw Shared::Exception::Win32Exception(message,
+                                            static_cast<std::uint32_t>(::GetLastError()));
+}
+
+}  // namespace
+
+void Event::InternalCreate(bool openExisting, const std::wstring& securityDescriptor) {
+    const wchar_t* name = name_.empty() ? nullptr : name_.c_str();
+    if (openExisting) {
+        // Waiting is all an opened event is for: the owner signals and resets it.
+        const HANDLE handle = ::OpenEventW(SYNCHRONIZE, FALSE, name);
+        if (handle == nullptr) {
+            ThrowLastError("Failed to create or open event");
+        }
+        Adopt(handle);
+        return;
+    }
+    SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
+    if (!securityDescriptor.empty() &&
+        !::ConvertStringSecurityDescriptorToSecurityDescriptorW(
+            securityDescriptor.c_str(), SDDL_REVISION_1, &attributes.lpSecurityDescriptor,
+            nullptr)) {
+        ThrowLastError("Failed to convert security descriptor");
+    }
+    const HANDLE handle = ::CreateEventW(&attributes, manualReset_ ? TRUE : FALSE, FALSE, name);
+    const DWORD error = ::GetLastError();
+    ::LocalFree(attributes.lpSecurityDescriptor);
+    if (handle == nullptr) {
+        throw Shared::Exception::Win32Exception("Failed to create or open event", error);
+    }
+    Adopt(handle);
+}
+
+Event::~Event() {
+    handle_.Close();
+}
+
+void Event::Signal() {
+    if (!handle_.IsValid()) {
+        throw Shared::Exception::RuntimeError("No Event to signal");
+    }
+    if (!::SetEvent(handle_.Get())) {
+        ThrowLastError("Failed to signal event");
+    }
+}
+
+void Event::Reset() {
+    if (!handle_.IsValid()) {
+        throw Shared::Exception::RuntimeError("No Event to reset");
+    }
+    if (!::ResetEvent(handle_.Get())) {
+        ThrowLastError("ResetEvent() failed");
+    }
+}
+
+}  // namespace Shared::Concurrency

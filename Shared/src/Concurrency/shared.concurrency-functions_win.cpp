@@ -1,0 +1,24 @@
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+
+#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/Util/shared.util-windows.hpp"
+
+namespace Shared::Concurrency::detail {
+
+// Kernel objects know their own reset mode.
+void RegisterAutoReset(NativeHandle) {}
+void UnregisterAutoReset(NativeHandle) {}
+
+unsigned long WaitMany(const std::vector<NativeHandle>& handles, unsigned long timeoutMs,
+                       bool alertable, const char* failureText) {
+    const DWORD result =
+        ::WaitForMultipleObjectsEx(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
+                                   timeoutMs, alertable ? TRUE : FALSE);
+    if (result == WAIT_FAILED) {
+        throw Shared::Exception::Win32Exception(failureText,
+                                                static_cast<std::uint32_t>(::GetLastError()));
+    }
+    return result;
+}
+
+}  // namespace Shared::Concurrency::detail
