@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -42,5 +43,14 @@ private:
 };
 
 std::int64_t SteadyNowNs() noexcept;
+
+namespace detail {
+
+// The answer in a datagram just received from `source` (4 bytes, network order), stamped now;
+// nothing when it is not a time-exceeded message quoting a TCP probe.
+std::optional<ICMPTCPResponse> ToResponse(const std::vector<std::uint8_t>& buffer,
+                                          std::size_t received, const void* source);
+
+}  // namespace detail
 
 }  // namespace Shared::WinSock

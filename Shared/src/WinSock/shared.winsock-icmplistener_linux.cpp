@@ -11,12 +11,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
-#include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
-#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace Shared::WinSock {
 namespace {
@@ -24,27 +22,9 @@ namespace {
 constexpr std::size_t kBufferSize = 65535;
 constexpr int kReceiveBufferBytes = 8 << 20;
 
-std::wstring Ipv4Text(const void* address) {
-    char text[INET_ADDRSTRLEN] = {};
-    if (::inet_ntop(AF_INET, address, text, sizeof text) == nullptr) {
-        throw WinSockException("InetNtopW() failed", static_cast<std::uint32_t>(errno));
-    }
-    return Shared::Util::ConvertStringType(std::string_view(text));
-}
-
 }  // namespace
 
-std::int64_t SteadyNowNs() noexcept {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 ICMPListener::ICMPListener() : closed_(true), buffer_(kBufferSize) {}
-
-ICMPListener::~ICMPListener() {
-    Close();
-}
 
 void ICMPListener::Bind(const std::wstring& address) {
     Log::GuardedLog::Info("Attempting to bind listener to {}",
@@ -110,14 +90,10 @@ ICMPTCPResponse ICMPListener::ReadNextICMPResponse() {
         if (received == 0) {
             return {};
         }
-        const auto receivedAt = SteadyNowNs();
-        const auto from = Ipv4Text(&source.sin_addr);
-        const auto probe = DecodeTimeExceeded(buffer_, static_cast<std::size_t>(received));
-        if (!probe) {
-            continue;
+        if (auto response = detail::ToResponse(buffer_, static_cast<std::size_t>(received),
+                                               &source.sin_addr)) {
+            return *std::move(response);
         }
-        return ICMPTCPResponse{Ipv4Text(probe->originalDestination.data()), from,
-                               probe->sourcePort, probe->destinationPort, receivedAt};
     }
 }
 

@@ -3,13 +3,10 @@
 
 #include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
 
-#include <chrono>
-
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-windows.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
-#include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
-#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 #include <mstcpip.h>
 
@@ -17,33 +14,14 @@ namespace Shared::WinSock {
 namespace {
 
 constexpr std::size_t kBufferSize = 65535;
-constexpr std::size_t kIpv4TextLength = 22;
 
 std::uint32_t LastError() {
     return static_cast<std::uint32_t>(::WSAGetLastError());
 }
 
-std::wstring Ipv4Text(const void* address) {
-    wchar_t text[kIpv4TextLength] = {};
-    if (::InetNtopW(AF_INET, const_cast<void*>(address), text, kIpv4TextLength) == nullptr) {
-        throw WinSockException("InetNtopW() failed", LastError());
-    }
-    return text;
-}
-
 }  // namespace
 
-std::int64_t SteadyNowNs() noexcept {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 ICMPListener::ICMPListener() : buffer_(kBufferSize) {}
-
-ICMPListener::~ICMPListener() {
-    Close();
-}
 
 void ICMPListener::Bind(const std::wstring& address) {
     Log::GuardedLog::Info("Attempting to bind listener to {}",
@@ -91,14 +69,10 @@ ICMPTCPResponse ICMPListener::ReadNextICMPResponse() {
         if (received == SOCKET_ERROR) {
             throw WinSockException("recvfrom() failed", LastError());
         }
-        const auto receivedAt = SteadyNowNs();
-        const auto from = Ipv4Text(&source.sin_addr);
-        const auto probe = DecodeTimeExceeded(buffer_, static_cast<std::size_t>(received));
-        if (!probe) {
-            continue;
+        if (auto response = detail::ToResponse(buffer_, static_cast<std::size_t>(received),
+                                               &source.sin_addr)) {
+            return *std::move(response);
         }
-        return ICMPTCPResponse{Ipv4Text(probe->originalDestination.data()), from,
-                               probe->sourcePort, probe->destinationPort, receivedAt};
     }
 }
 

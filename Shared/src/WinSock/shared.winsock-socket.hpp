@@ -61,6 +61,8 @@ private:
     };
 
     bool HasHandle() const noexcept;
+    // A blocking connect to the first address that Open() found.
+    void ConnectToTarget();
 
     std::wstring address_;
     std::uint32_t port_;

@@ -11,7 +11,7 @@
 
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
-#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace Shared::WinSock {
 namespace {
@@ -30,25 +30,6 @@ bool IsProbeExpiryError(std::uint32_t code) noexcept {
 
 void Socket::AddrInfoDeleter::operator()(AddressInfo* list) const noexcept {
     ::freeaddrinfo(list);
-}
-
-Socket::Socket(std::wstring address, std::uint32_t port)
-    : address_(std::move(address)), port_(port) {}
-
-Socket::~Socket() {
-    Close();
-}
-
-Socket& Socket::operator=(Socket&& other) noexcept {
-    if (this != &other) {
-        Close();
-        address_ = std::move(other.address_);
-        port_ = other.port_;
-        handle_ = other.handle_;
-        other.handle_ = kInvalidSocket;
-        family_ = other.family_;
-    }
-    return *this;
 }
 
 bool Socket::HasHandle() const noexcept {
@@ -92,14 +73,8 @@ void Socket::Bind(const std::wstring& localAddress, std::uint16_t localPort) {
     }
 }
 
-void Socket::Connect(std::uint32_t ttl, std::uint32_t retrySeconds) {
-    if (ttl != 0) {
-        SetSocketTTL(ttl);
-    }
-    if (retrySeconds != 0) {
-        SetMaxRetryTimeout(retrySeconds);
-    }
-    const auto* target = addressInfo_ ? addressInfo_.get() : nullptr;
+void Socket::ConnectToTarget() {
+    const auto* target = addressInfo_.get();
     if (target == nullptr ||
         ::connect(handle_, target->ai_addr, static_cast<socklen_t>(target->ai_addrlen)) != 0) {
         throw WinSockException("connect() failed", target == nullptr ? EDESTADDRREQ : LastError());

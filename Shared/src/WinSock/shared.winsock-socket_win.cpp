@@ -2,7 +2,7 @@
 
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-windows.hpp"
-#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace Shared::WinSock {
 namespace {
@@ -22,25 +22,6 @@ bool IsProbeExpiryError(std::uint32_t code) noexcept {
 
 void Socket::AddrInfoDeleter::operator()(AddressInfo* list) const noexcept {
     ::FreeAddrInfoW(list);
-}
-
-Socket::Socket(std::wstring address, std::uint32_t port)
-    : address_(std::move(address)), port_(port) {}
-
-Socket::~Socket() {
-    Close();
-}
-
-Socket& Socket::operator=(Socket&& other) noexcept {
-    if (this != &other) {
-        Close();
-        address_ = std::move(other.address_);
-        port_ = other.port_;
-        handle_ = other.handle_;
-        other.handle_ = kInvalidSocket;
-        family_ = other.family_;
-    }
-    return *this;
 }
 
 bool Socket::HasHandle() const noexcept {
@@ -82,13 +63,7 @@ void Socket::Bind(const std::wstring& localAddress, std::uint16_t localPort) {
     }
 }
 
-void Socket::Connect(std::uint32_t ttl, std::uint32_t retrySeconds) {
-    if (ttl != 0) {
-        SetSocketTTL(ttl);
-    }
-    if (retrySeconds != 0) {
-        SetMaxRetryTimeout(retrySeconds);
-    }
+void Socket::ConnectToTarget() {
     const auto* target = addressInfo_.get();
     if (target == nullptr) {
         throw WinSockException("connect() failed", WSAEDESTADDRREQ);

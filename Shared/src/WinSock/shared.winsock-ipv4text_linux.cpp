@@ -1,6 +1,8 @@
-#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 #include <arpa/inet.h>
+
+#include <cerrno>
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
@@ -20,6 +22,14 @@ std::uint32_t ParseIpv4Strict(const std::wstring& address) {
                                                    kStatusInvalidParameter);
     }
     return parsed.s_addr;
+}
+
+std::wstring FormatIpv4(const void* address) {
+    char text[INET_ADDRSTRLEN] = {};
+    if (::inet_ntop(AF_INET, address, text, sizeof text) == nullptr) {
+        throw WinSockException("InetNtopW() failed", static_cast<std::uint32_t>(errno));
+    }
+    return Shared::Util::ConvertStringType(std::string_view(text));
 }
 
 }  // namespace Shared::WinSock

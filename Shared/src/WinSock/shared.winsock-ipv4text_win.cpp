@@ -1,4 +1,4 @@
-#include "Shared/src/WinSock/shared.winsock-ipv4parse.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Util/shared.util-windows.hpp"
@@ -7,6 +7,8 @@
 
 namespace Shared::WinSock {
 namespace {
+
+constexpr std::size_t kIpv4TextLength = 22;
 
 bool IsErrorSeverity(LONG status) {
     return (static_cast<std::uint32_t>(status) >> 30) == 3;
@@ -23,6 +25,14 @@ std::uint32_t ParseIpv4Strict(const std::wstring& address) {
                                                    static_cast<std::uint32_t>(status));
     }
     return parsed.s_addr;
+}
+
+std::wstring FormatIpv4(const void* address) {
+    wchar_t text[kIpv4TextLength] = {};
+    if (::InetNtopW(AF_INET, const_cast<void*>(address), text, kIpv4TextLength) == nullptr) {
+        throw WinSockException("InetNtopW() failed", static_cast<std::uint32_t>(::WSAGetLastError()));
+    }
+    return text;
 }
 
 }  // namespace Shared::WinSock
