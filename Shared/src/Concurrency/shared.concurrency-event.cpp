@@ -53,7 +53,7 @@ bool Event::WaitOnEvent(unsigned long timeoutMs, bool alertable) {
     if (!handle_.IsValid()) {
         throw Shared::Exception::RuntimeError("No Event to wait on");
     }
-    const auto result = detail::WaitMany({handle_.Get()}, timeoutMs, alertable,
+    const auto result = detail::WaitMany({handle_.Get()}, false, timeoutMs, alertable,
                                          "WaitForSingleObject failed");
     if (result == kWaitAbandoned0) {
         throw Shared::Exception::RuntimeError("The wait was abandoned");

@@ -14,7 +14,7 @@ bool WaitFor(NativeHandle handle, unsigned long timeoutMs, bool alertable) {
     if (!Shared::Raii::IsValidHandle(handle)) {
         throw InvalidArgument("Handle is nullptr");
     }
-    const auto result = detail::WaitMany({handle}, timeoutMs, alertable, "WaitForSingleObjectEx() failed");
+    const auto result = detail::WaitMany({handle}, false, timeoutMs, alertable, "WaitForSingleObjectEx() failed");
     if (result == kWaitAbandoned0) {
         throw Shared::Exception::RuntimeError("The wait was abandoned");
     }
@@ -33,10 +33,7 @@ unsigned long WaitFor(const std::vector<NativeHandle>& handles, bool waitAll,
                     [](NativeHandle h) { return !Shared::Raii::IsValidHandle(h); })) {
         throw InvalidArgument("Cannot wait on null handle");
     }
-    if (waitAll) {
-        throw InvalidArgument("Waiting for all handles at once is not supported");
-    }
-    const auto result = detail::WaitMany(handles, timeoutMs, alertable,
+    const auto result = detail::WaitMany(handles, waitAll, timeoutMs, alertable,
                                          "WaitForSingleObjectEx() failed");
     if (result == kWaitAbandoned0) {
         throw Shared::Exception::RuntimeError("The wait was abandoned");

@@ -33,11 +33,11 @@ namespace detail {
 void RegisterAutoReset(NativeHandle handle);
 void UnregisterAutoReset(NativeHandle handle);
 
-// Returns the index of the first signalled object in index order, kWaitTimeout on time-out,
-// kWaitIoCompletion when an alertable wait ran a queued completion routine.
-// Errors carry `failureText`.
-unsigned long WaitMany(const std::vector<NativeHandle>& handles, unsigned long timeoutMs,
-                       bool alertable, const char* failureText);
+// Returns the index of the first signalled object in index order (with `waitAll`, object 0
+// once all are signalled), kWaitTimeout on time-out, kWaitIoCompletion when an alertable wait
+// ran a queued completion routine. Errors carry `failureText`.
+unsigned long WaitMany(const std::vector<NativeHandle>& handles, bool waitAll,
+                       unsigned long timeoutMs, bool alertable, const char* failureText);
 
 }  // namespace detail
 

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <unordered_set>
 
+#include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 
 namespace Shared::Concurrency::detail {
@@ -57,9 +58,13 @@ void UnregisterAutoReset(NativeHandle handle) {
     gAutoReset.erase(handle);
 }
 
-// Nothing is queued to threads here, so an alertable wait is an ordinary one.
-unsigned long WaitMany(const std::vector<NativeHandle>& handles, unsigned long timeoutMs,
-                       bool /*alertable*/, const char* failureText) {
+// Nothing is queued to threads here, so an alertable wait is an ordinary one. Waiting for all
+// objects at once has no atomic equivalent over descriptors, and nothing here needs it.
+unsigned long WaitMany(const std::vector<NativeHandle>& handles, bool waitAll,
+                       unsigned long timeoutMs, bool /*alertable*/, const char* failureText) {
+    if (waitAll) {
+        throw Shared::Exception::InvalidArgument("Waiting for all handles at once is not supported");
+    }
     const auto deadline = std::chrono::steady_clock::now() +
                           std::chrono::milliseconds(timeoutMs == kInfinite ? 0 : timeoutMs);
     std::vector<pollfd> fds(handles.size());

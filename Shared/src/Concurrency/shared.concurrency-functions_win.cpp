@@ -9,11 +9,11 @@ namespace Shared::Concurrency::detail {
 void RegisterAutoReset(NativeHandle) {}
 void UnregisterAutoReset(NativeHandle) {}
 
-unsigned long WaitMany(const std::vector<NativeHandle>& handles, unsigned long timeoutMs,
-                       bool alertable, const char* failureText) {
+unsigned long WaitMany(const std::vector<NativeHandle>& handles, bool waitAll,
+                       unsigned long timeoutMs, bool alertable, const char* failureText) {
     const DWORD result =
-        ::WaitForMultipleObjectsEx(static_cast<DWORD>(handles.size()), handles.data(), FALSE,
-                                   timeoutMs, alertable ? TRUE : FALSE);
+        ::WaitForMultipleObjectsEx(static_cast<DWORD>(handles.size()), handles.data(),
+                                   waitAll ? TRUE : FALSE, timeoutMs, alertable ? TRUE : FALSE);
     if (result == WAIT_FAILED) {
         throw Shared::Exception::Win32Exception(failureText,
                                                 static_cast<std::uint32_t>(::GetLastError()));
