@@ -1,9 +1,11 @@
 // GetAddrInfoExW runs the lookup asynchronously and calls the completion routine with the
-// OVERLAPPED block, which is the first member of the context so the routine finds its way back.
+// OVERLAPPED block; the block sits first in a plain struct that also points at the context, so
+// the routine finds its way back.
 
 #include "Shared/src/System/shared.system-hostresolver.hpp"
 
 #include <mutex>
+#include <type_traits>
 
 #include <fmt/format.h>
 
@@ -21,8 +23,16 @@ constexpr std::size_t kAddressTextLength = 256;
 
 std::mutex gResolveMutex;
 
-struct QueryContext {
+struct QueryContext;
+
+struct Completion {
     OVERLAPPED overlapped{};
+    QueryContext* context = nullptr;
+};
+static_assert(std::is_standard_layout_v<Completion>);
+
+struct QueryContext {
+    Completion completion{{}, this};
     Shared::Concurrency::Event done{true};
     std::uint32_t error = 0;
     std::vector<std::wstring> addresses;
@@ -49,7 +59,7 @@ std::wstring AddressText(const ADDRINFOEXW& entry) {
 }
 
 void CALLBACK QueryCompleteCallback(DWORD error, DWORD /*bytes*/, LPWSAOVERLAPPED overlapped) {
-    auto& context = *reinterpret_cast<QueryContext*>(overlapped);
+    auto& context = *reinterpret_cast<Completion*>(overlapped)->context;
     if (error != 0) {
         context.error = error;
         context.done.Signal();
@@ -89,11 +99,11 @@ std::vector<std::wstring> HostResolver::Resolve(const std::wstring& hostName,
     hints.ai_family = AF_INET;
     const INT started =
         ::GetAddrInfoExW(hostName.c_str(), nullptr, NS_DNS, nullptr, &hints, &context.result,
-                         nullptr, &context.overlapped,
+                         nullptr, &context.completion.overlapped,
                          reinterpret_cast<void*>(&QueryCompleteCallback), &context.cancel);
     if (started != WSA_IO_PENDING) {
         // Finished at once: a failure here leaves the list empty instead of throwing.
-        QueryCompleteCallback(static_cast<DWORD>(started), 0, &context.overlapped);
+        QueryCompleteCallback(static_cast<DWORD>(started), 0, &context.completion.overlapped);
         return context.addresses;
     }
     if (!context.done.WaitOnEvent(timeoutMs, false)) {
