@@ -44,10 +44,6 @@ std::string TranslateModuleError(std::uint32_t code, ErrorModule module) {
     return ErrnoText(code);
 }
 
-}  // namespace Shared::Exception
-
-namespace Shared::Exception {
-
 // The texts come from the C library, which is always there.
 bool ModuleAvailable(ErrorModule) noexcept {
     return true;

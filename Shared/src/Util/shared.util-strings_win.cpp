@@ -11,17 +11,17 @@ static_assert(sizeof(wchar_t) == 2);
 namespace Shared::Util {
 namespace {
 
+std::uint32_t LastError() {
+    return static_cast<std::uint32_t>(::GetLastError());
+}
+
 int WideToUtf8(std::wstring_view wide, char* out, int outSize) {
     return ConvertWithFlagFallback(
         [&](std::uint32_t flags) {
             return ::WideCharToMultiByte(CP_UTF8, flags, wide.data(), static_cast<int>(wide.size()),
                                          out, outSize, nullptr, nullptr);
         },
-        [] { return static_cast<std::uint32_t>(::GetLastError()); });
-}
-
-std::uint32_t LastError() {
-    return static_cast<std::uint32_t>(::GetLastError());
+        LastError);
 }
 
 }  // namespace
