@@ -11,6 +11,7 @@ namespace {
 
 using Log::GuardedLog;
 using Shared::Util::ConvertErrorString;
+using Shared::WinSock::Ipv4Text;
 
 void DumpEntry(const ProbeAttemptResponse& entry) {
     const auto& attempt = entry.attempt;
@@ -26,7 +27,7 @@ void DumpEntry(const ProbeAttemptResponse& entry) {
         const auto& r = *entry.response;
         GuardedLog::Debug("Logging ICMP response");
         GuardedLog::Debug("Original destination:{}\nFrom:{}\nSource port:{}\nDestination Port:{}",
-                          ConvertErrorString(r.originalDestination), ConvertErrorString(r.from),
+                          Ipv4Text(r.originalDestination), Ipv4Text(r.from),
                           r.sourcePort, r.destinationPort);
         GuardedLog::Debug("End Logging ICMP response");
     } else if (attempt.connected) {
@@ -36,13 +37,12 @@ void DumpEntry(const ProbeAttemptResponse& entry) {
     }
 }
 
-// Their arguments are costly to build; skip them when debug lines would be dropped anyway.
+}  // namespace
+
 bool DebugEnabled() {
     const auto* logger = spdlog::default_logger_raw();
     return logger != nullptr && logger->should_log(spdlog::level::debug);
 }
-
-}  // namespace
 
 void Dump(const std::wstring& target,
           const std::vector<Shared::WinSock::ICMPTCPResponse>& filteredResponses) {
@@ -53,8 +53,8 @@ void Dump(const std::wstring& target,
     for (const auto& r : filteredResponses) {
         GuardedLog::Debug(
             "\nTarget:{}\nOriginal destination:{}\nFrom:{}\nSource port:{}\nDestination Port:{}",
-            ConvertErrorString(target), ConvertErrorString(r.originalDestination),
-            ConvertErrorString(r.from), r.sourcePort, r.destinationPort);
+            ConvertErrorString(target), Ipv4Text(r.originalDestination), Ipv4Text(r.from),
+            r.sourcePort, r.destinationPort);
     }
     GuardedLog::Debug("========== End Dumping filteredResponses ==========");
 }

@@ -4,27 +4,23 @@
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
-#include "Shared/src/System/shared.system-agentsettings.hpp"
-#include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
 
 namespace HOPR {
 
 using Log::GuardedLog;
-using Shared::Util::ConvertErrorString;
+using Shared::WinSock::Ipv4Text;
 
-int ListenerWorker(Shared::WinSock::ICMPListener& listener, ResponseQueue& responses,
-                   ResponseCounts& responseCounts, ResolutionQueues& resolutionQueues) {
+int ListenerWorker(Shared::WinSock::ICMPListener& listener, ProbeAnswers& answers,
+                   ResolutionQueues& resolutionQueues, bool resolutionEnabled) {
     try {
-        const bool resolutionEnabled = Shared::System::AgentSettings::IsHostResolutionEnabled() &&
-                                       !resolutionQueues.empty();
+        resolutionEnabled = resolutionEnabled && !resolutionQueues.empty();
         GuardedLog::Info("ICMP worker starting...");
-        std::vector<std::wstring> seenAddresses;
+        std::vector<Shared::WinSock::Ipv4Address> seenAddresses;
         std::size_t nextQueue = 0;
         for (;;) {
-            auto response = listener.ReadNextICMPResponse();
-            responses.Push(response);
-            responseCounts.FindOrInsert(response.originalDestination, 0u).fetch_add(1);
+            const auto response = listener.ReadNextICMPResponse();
+            answers.Record(response);
             if (!resolutionEnabled || std::find(seenAddresses.begin(), seenAddresses.end(),
                                                 response.from) != seenAddresses.end()) {
                 GuardedLog::Info(
@@ -32,14 +28,14 @@ int ListenerWorker(Shared::WinSock::ICMPListener& listener, ResponseQueue& respo
                     "resolved...");
             } else {
                 seenAddresses.push_back(response.from);
-                resolutionQueues[nextQueue].Push(Shared::Util::ConvertStringType(response.from));
+                resolutionQueues[nextQueue].Push(Ipv4Text(response.from));
                 nextQueue = nextQueue + 1 == resolutionQueues.size() ? 0 : nextQueue + 1;
             }
             GuardedLog::Info(
                 "Listener worker {} got ICMP message...\n\tOriginal destination: {}\n\tFrom: "
                 "{}\n\tSource port: {}\nDestination port: {}",
-                Shared::Util::CurrentThreadId(), ConvertErrorString(response.originalDestination),
-                ConvertErrorString(response.from), response.sourcePort, response.destinationPort);
+                Shared::Util::CurrentThreadId(), Ipv4Text(response.originalDestination),
+                Ipv4Text(response.from), response.sourcePort, response.destinationPort);
         }
     } catch (const std::exception& e) {
         // The normal end: the run closed the listener to stop this thread.
@@ -48,19 +44,7 @@ int ListenerWorker(Shared::WinSock::ICMPListener& listener, ResponseQueue& respo
     return 1;
 }
 
-void CreateListenerThreads(ResponseQueue& responses, Shared::WinSock::ICMPListener& firstListener,
-                           Shared::WinSock::ICMPListener& secondListener, std::thread& firstThread,
-                           std::thread& secondThread, ResponseCounts& responseCounts,
-                           ResolutionQueues& resolutionQueues, bool singleListener) {
-    firstThread = std::thread([&] {
-        ListenerWorker(firstListener, responses, responseCounts, resolutionQueues);
-    });
-    if (!singleListener) {
-        secondThread = std::thread([&] {
-            ListenerWorker(secondListener, responses, responseCounts, resolutionQueues);
-        });
-    }
-    // The raw sockets must be receiving before the first probe leaves.
+void WaitForListenersWarmUp() {
     GuardedLog::Info("Sleeping for {} seconds to allow ICMP worker to initialise",
                      kListenerWarmUpSeconds);
     std::this_thread::sleep_for(std::chrono::seconds(kListenerWarmUpSeconds));

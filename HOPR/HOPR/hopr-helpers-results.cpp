@@ -6,13 +6,13 @@
 #include "Shared/src/Protobuf/shared.protobuf-functions.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace HOPR {
 namespace {
 
 using Log::GuardedLog;
 using Shared::Util::ConvertStringType;
-using Shared::WinSock::ICMPTCPResponse;
 
 constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kTicksPerSecond = 10'000'000;
@@ -37,7 +37,7 @@ void SetHopIdentity(AgentProtobuf::MtrTestResult_Hub& hub,
         hub.set_host("???");
         return;
     }
-    const auto address = ConvertStringType(answered->response->from);
+    const auto address = Shared::WinSock::Ipv4Text(answered->response->from);
     hub.set_address(address);
     hub.set_host(hostNames.ReadShared([&](const auto& names) {
         const auto found = names.find(address);
@@ -85,24 +85,29 @@ void FillHeader(AgentProtobuf::MtrTestResult_Mtr& mtr, const Shared::Json::TcpTr
     }
 }
 
+// The 4 bytes a dotted-decimal address stands for; nothing for any other text.
+std::optional<Shared::WinSock::Ipv4Address> WireAddress(const std::wstring& text) {
+    try {
+        return Shared::WinSock::ParseIpv4Strict(text);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
 }  // namespace
 
 HopProbeResponses BuildHopProbeResponses(const std::vector<ProbeAttempt>& probes,
-                                         const std::vector<ICMPTCPResponse>& filteredResponses) {
+                                         const ProbeAnswers& answers) {
     HopProbeResponses hops;
     for (const auto& probe : probes) {
-        const auto match = std::find_if(
-            filteredResponses.begin(), filteredResponses.end(), [&](const ICMPTCPResponse& r) {
-                return r.originalDestination == probe.targetAddress &&
-                       static_cast<std::uint32_t>(r.sourcePort) == probe.localPort;
-            });
         ProbeAttemptResponse entry{probe, std::nullopt, 0};
-        if (match != filteredResponses.end()) {
-            entry.response = *match;
-            entry.roundTripMs = (match->receivedAt - probe.startTime) / kNsPerMs;
-        } else {
-            entry.roundTripMs = (probe.endTime - probe.startTime) / kNsPerMs;
+        const auto destination = WireAddress(probe.targetAddress);
+        if (destination && probe.localPort <= 0xFFFF) {
+            entry.response =
+                answers.FirstAnswer({*destination, static_cast<std::uint16_t>(probe.localPort)});
         }
+        const auto end = entry.response ? entry.response->receivedAt : probe.endTime;
+        entry.roundTripMs = (end - probe.startTime) / kNsPerMs;
         hops[probe.hop].push_back(std::move(entry));
     }
     return hops;
@@ -138,25 +143,9 @@ void ProcessProbesPerHop(google::protobuf::RepeatedPtrField<AgentProtobuf::MtrTe
     }
 }
 
-ResponsesByDestination IndexByDestination(const std::vector<ICMPTCPResponse>& responses) {
-    ResponsesByDestination index;
-    for (const auto& response : responses) {
-        index[response.originalDestination].push_back(response);
-    }
-    return index;
-}
-
 std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
                                const std::vector<ProbeAttempt>& probes,
-                               const std::vector<ICMPTCPResponse>& responses,
-                               const HostNames& hostNames) {
-    return GenerateMtrResults(test, probes, IndexByDestination(responses), hostNames);
-}
-
-std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
-                               const std::vector<ProbeAttempt>& probes,
-                               const ResponsesByDestination& responses,
-                               const HostNames& hostNames) {
+                               const ProbeAnswers& answers, const HostNames& hostNames) {
     AgentProtobuf::MtrTestResult result;
     result.set_network_object_domain_or_ip_index(test.networkObjectDomainOrIpIndex);
     result.set_net_obj_uuid(ConvertStringType(test.netObjUuid));
@@ -179,17 +168,17 @@ std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
         groups[probe.targetAddress].push_back(probe);
     }
     for (const auto& [target, groupProbes] : groups) {
-        static const std::vector<ICMPTCPResponse> kNone;
-        const auto found = responses.find(target);
-        const auto& filtered = found == responses.end() ? kNone : found->second;
-        Dump(target, filtered);
-        if (filtered.empty() && !anyConnected) {
+        const auto destination = WireAddress(target);
+        if (destination && DebugEnabled()) {
+            Dump(target, answers.KeptFor(*destination));
+        }
+        if ((!destination || answers.CountFor(*destination) == 0) && !anyConnected) {
             GuardedLog::Warn(
                 "Found no relevant ICMP responses or successful connections for target {}. The "
                 "target may not exist, is unreachable, or the network is down.",
                 Shared::Util::ConvertErrorString(target));
         }
-        const auto hops = BuildHopProbeResponses(groupProbes, filtered);
+        const auto hops = BuildHopProbeResponses(groupProbes, answers);
         Dump(hops);
         ProcessProbesPerHop(*report.mutable_hubs(), hops, hostNames);
     }

@@ -23,12 +23,14 @@ void WaitForScheduledStart(std::int64_t boundMs) {
 }  // namespace
 
 void RunTestBody(const TestContext& context) noexcept {
+    auto& run = context.run;
+    const auto& test = run.appState.parameters.tests.at(context.index);
     try {
-        if (!ShouldRun(context.test)) {
+        if (!ShouldRun(test)) {
             return;
         }
-        if (!context.appState.parameters.isSerialised && context.schedulingBoundMs >= 1) {
-            WaitForScheduledStart(context.schedulingBoundMs);
+        if (!run.appState.parameters.isSerialised && run.appState.schedulingBoundMs >= 1) {
+            WaitForScheduledStart(run.appState.schedulingBoundMs);
         }
         TraceOptions options;
         options.connectionTimeoutOverride =
@@ -36,22 +38,16 @@ void RunTestBody(const TestContext& context) noexcept {
         options.exitEvent = context.exitEvent;
         options.minPort = context.firstPort;
         options.maxPort = context.lastPort;
-        const auto& bound = context.appState.arguments.interfaceAddress;
-        context.resultSlot =
-            Trace(bound.empty() ? context.virtualAddress : bound,
-                  bound.empty() ? context.physicalAddress : bound, context.test,
-                  context.responseCounts, options);
+        run.results.at(context.index) =
+            Trace(run.VirtualBind(), run.PhysicalBind(), test, run.answers, options);
     } catch (const std::exception& e) {
         GuardedLog::ExceptionError(e, "Test {} ended with an error.",
-                                   Shared::Util::ConvertErrorString(context.test.testUuid));
+                                   Shared::Util::ConvertErrorString(test.testUuid));
     }
 }
 
-void RunSerialised(AppState& appState, const std::wstring& virtualAddress,
-                   const std::wstring& physicalAddress, ResultsByTest& results,
-                   ResponseCounts& responseCounts, ResponseQueue& /*responses*/,
-                   HostNames& /*hostNames*/) {
-    const auto& parameters = appState.parameters;
+void RunSerialised(RunState& run) {
+    const auto& parameters = run.appState.parameters;
     try {
         GuardedLog::Info("Opening event {}",
                          Shared::Util::ConvertErrorString(parameters.exitEventName));
@@ -59,11 +55,9 @@ void RunSerialised(AppState& appState, const std::wstring& virtualAddress,
         std::uint16_t currentPort = parameters.minPort;
         const std::uint16_t maxPort = parameters.maxPort;
         for (std::uint64_t i = 0; i < parameters.tests.size(); ++i) {
-            auto& slot = results.at(i);
+            const auto& slot = run.results.at(i);
             Shared::Concurrency::Event threadEnded(true);
-            const TestContext context{parameters.tests[i], appState, appState.schedulingBoundMs,
-                                      slot, virtualAddress, physicalAddress, responseCounts,
-                                      &exitEvent, currentPort, maxPort};
+            const TestContext context{run, i, &exitEvent, currentPort, maxPort};
             std::jthread testThread([&] {
                 RunTestBody(context);
                 threadEnded.Signal();

@@ -6,6 +6,7 @@
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace HOPR {
 namespace {
@@ -52,8 +53,48 @@ struct ProbeSettings {
     std::uint32_t timeoutSeconds;
 };
 
+// What one trace's probes share: the socket, the target's wire address, the answers that end a
+// probe's wait and the handles that can end it early.
+struct ProbeTools {
+    Shared::WinSock::Socket& socket;
+    Shared::WinSock::Ipv4Address destination;
+    ProbeAnswers& answers;
+    Shared::Concurrency::Event& answered;
+    std::vector<Shared::Raii::NativeHandle> wakeHandles;  // the answer event, then the exit event
+};
+
+void LogConnectFailure(const ProbeAttempt& probe, std::uint32_t error) {
+    if (Shared::WinSock::IsProbeExpiryError(error)) {
+        return;
+    }
+    const Shared::WinSock::WinSockException failure("connect() failed", error);
+    GuardedLog::ExceptionError(failure, "Winsock error on {}:{}",
+                               ConvertErrorString(probe.targetAddress), probe.localPort);
+}
+
+// Connects and waits for the first of: the outcome, this probe's own ICMP answer, the
+// time-out, the exit event. Anything but a connection leaves the probe unconnected.
+void ConnectProbe(ProbeTools& tools, ProbeAttempt& probe, const ProbeSettings& settings) {
+    using Status = Shared::WinSock::ConnectOutcome::Status;
+    tools.answered.Reset();
+    const ProbeAnswers::Waiter waiter(
+        tools.answers, {tools.destination, static_cast<std::uint16_t>(probe.localPort)},
+        tools.answered);
+    const auto outcome =
+        tools.socket.TryConnect(settings.hop, settings.timeoutSeconds, tools.wakeHandles);
+    probe.endTime = SteadyNs();
+    if (outcome.status == Status::Connected) {
+        probe.connected = true;
+        GuardedLog::Info("Connected to {} ({}) on hop {}, local port {}",
+                         ConvertErrorString(probe.targetAddress), ConvertErrorString(probe.target),
+                         settings.hop, tools.socket.GetLocalPort());
+    } else if (outcome.status == Status::Failed) {
+        LogConnectFailure(probe, outcome.error);
+    }
+}
+
 // One connection attempt; socket failures end the probe, never the trace.
-ProbeAttempt Probe(Shared::WinSock::Socket& socket, const Shared::Json::TcpTraceTest& test,
+ProbeAttempt Probe(ProbeTools& tools, const Shared::Json::TcpTraceTest& test,
                    const ProbeSettings& settings, std::uint32_t repeat) {
     ProbeAttempt probe;
     probe.hop = settings.hop;
@@ -62,41 +103,80 @@ ProbeAttempt Probe(Shared::WinSock::Socket& socket, const Shared::Json::TcpTrace
     probe.targetAddress = test.resolvedIp;
     probe.startTime = SteadyNs();
     probe.wallClock = WallClockTicks();
-    const auto address = ConvertErrorString(test.resolvedIp);
     try {
-        socket.Open();
-        socket.Bind(settings.bindAddress, settings.port);
-        probe.localPort = socket.GetLocalPort();
-        socket.Connect(settings.hop, settings.timeoutSeconds);
-        probe.endTime = SteadyNs();
-        probe.connected = true;
-        GuardedLog::Info("Connected to {} ({}) on hop {}, local port {}", address,
-                         ConvertErrorString(test.target), settings.hop, socket.GetLocalPort());
-    } catch (const Shared::WinSock::WinSockException& e) {
-        probe.endTime = SteadyNs();
-        if (!Shared::WinSock::IsProbeExpiryError(e.Code())) {
-            GuardedLog::ExceptionError(e, "Winsock error on {}:{}", address, probe.localPort);
-        }
+        tools.socket.Open();
+        tools.socket.Bind(settings.bindAddress, settings.port);
+        probe.localPort = tools.socket.GetLocalPort();
+        ConnectProbe(tools, probe, settings);
     } catch (const std::exception& e) {
         probe.endTime = SteadyNs();
-        GuardedLog::ExceptionError(e, "Winsock error on {}:{}", address, probe.localPort);
+        GuardedLog::ExceptionError(e, "Winsock error on {}:{}", ConvertErrorString(test.resolvedIp),
+                                   probe.localPort);
     }
-    socket.Close();
+    tools.socket.Close();
     return probe;
+}
+
+std::uint32_t ConnectTimeout(const Shared::Json::TcpTraceTest& test, const TraceOptions& options) {
+    if (options.connectionTimeoutOverride == 0) {
+        return test.timeout;
+    }
+    GuardedLog::Info("A connection override timeout of {} seconds has been specified",
+                     options.connectionTimeoutOverride);
+    return static_cast<std::uint32_t>(options.connectionTimeoutOverride);
+}
+
+std::vector<ProbeAttempt> TraceHops(ProbeTools& tools, const std::wstring& bindAddress,
+                                    const Shared::Json::TcpTraceTest& test,
+                                    const TraceOptions& options) {
+    const auto address = ConvertErrorString(test.resolvedIp);
+    std::vector<ProbeAttempt> probes;
+    std::uint16_t probePort = options.minPort;
+    std::uint32_t unknownRun = 0;
+    std::uint32_t connectedCount = 0;
+    for (std::uint32_t hop = 1;; ++hop) {
+        if (unknownRun >= test.maxUnknown || connectedCount >= test.probesPerNode ||
+            connectedCount != 0 || ExitSignalled(options)) {
+            return probes;
+        }
+        const auto before = tools.answers.CountFor(tools.destination);
+        bool answeredByConnect = false;
+        for (std::uint32_t repeat = 0; repeat < test.probesPerNode; ++repeat) {
+            if (ExitSignalled(options) || (options.maxPort != 0 && probePort > options.maxPort)) {
+                return probes;
+            }
+            GuardedLog::Info("On hop {}; repeat {}; address {}; bind {}.", hop, repeat, address,
+                             ConvertErrorString(bindAddress));
+            const auto timeout = ConnectTimeout(test, options);
+            probes.push_back(Probe(tools, test, {bindAddress, probePort, hop, timeout}, repeat));
+            if (probes.back().connected) {
+                ++connectedCount;
+                answeredByConnect = true;
+            }
+            if (probePort != 0) {
+                ++probePort;  // 16 bits: 65535 wraps to 0, which then stays 0
+            }
+        }
+        if (answeredByConnect) {
+            unknownRun = 0;
+            continue;
+        }
+        WaitForLateAnswers();
+        if (tools.answers.CountFor(tools.destination) != before) {
+            unknownRun = 0;
+        } else if (++unknownRun >= test.maxUnknown) {
+            GuardedLog::Warn("Aborting trace for {} due to too many unknown nodes", address);
+            return probes;
+        }
+    }
 }
 
 }  // namespace
 
-std::unique_ptr<Shared::WinSock::Socket> MakeSocket(const std::wstring& address,
-                                                    std::uint32_t port) {
-    return std::make_unique<Shared::WinSock::Socket>(address, port);
-}
-
 std::vector<ProbeAttempt> Trace(const std::wstring& virtualAddress,
                                 const std::wstring& physicalAddress,
-                                const Shared::Json::TcpTraceTest& test,
-                                ResponseCounts& responseCounts, const TraceOptions& options,
-                                const SocketFactory& makeSocket) {
+                                const Shared::Json::TcpTraceTest& test, ProbeAnswers& answers,
+                                const TraceOptions& options, Shared::WinSock::SystemCalls& calls) {
     if (test.resolvedIp.empty()) {
         GuardedLog::Warn(
             "Failed resolving IPv4 address for {}. The target may not be known, or DNS is not "
@@ -104,63 +184,18 @@ std::vector<ProbeAttempt> Trace(const std::wstring& virtualAddress,
             ConvertErrorString(test.target));
         return {};
     }
-    std::unique_ptr<Shared::WinSock::Socket> socket;
     try {
-        const auto address = ConvertErrorString(test.resolvedIp);
-        const auto& bindAddress = test.isSplitTunnel ? virtualAddress : physicalAddress;
-        std::vector<ProbeAttempt> probes;
-        std::uint16_t probePort = options.minPort;
-        std::uint32_t unknownRun = 0;
-        std::uint32_t connectedCount = 0;
-        socket = makeSocket(test.resolvedIp, test.port);
-        for (std::uint32_t hop = 1;; ++hop) {
-            if (unknownRun >= test.maxUnknown || connectedCount >= test.probesPerNode ||
-                connectedCount != 0 || ExitSignalled(options)) {
-                return probes;
-            }
-            const auto& counter = responseCounts.FindOrInsert(test.resolvedIp, 0u);
-            const auto before = counter.load();
-            bool answeredByConnect = false;
-            for (std::uint32_t repeat = 0; repeat < test.probesPerNode; ++repeat) {
-                if (ExitSignalled(options) ||
-                    (options.maxPort != 0 && probePort > options.maxPort)) {
-                    return probes;
-                }
-                GuardedLog::Info("On hop {}; repeat {}; address {}; bind {}.", hop, repeat, address,
-                                 ConvertErrorString(bindAddress));
-                std::uint32_t timeout = test.timeout;
-                if (options.connectionTimeoutOverride != 0) {
-                    GuardedLog::Info("A connection override timeout of {} seconds has been specified",
-                                     options.connectionTimeoutOverride);
-                    timeout = static_cast<std::uint32_t>(options.connectionTimeoutOverride);
-                }
-                probes.push_back(
-                    Probe(*socket, test, {bindAddress, probePort, hop, timeout}, repeat));
-                if (probes.back().connected) {
-                    ++connectedCount;
-                    answeredByConnect = true;
-                }
-                if (probePort != 0) {
-                    ++probePort;  // 16 bits: 65535 wraps to 0, which then stays 0
-                }
-            }
-            if (answeredByConnect) {
-                unknownRun = 0;
-                continue;
-            }
-            WaitForLateAnswers();
-            if (counter.load() != before) {
-                unknownRun = 0;
-            } else if (++unknownRun >= test.maxUnknown) {
-                GuardedLog::Warn("Aborting trace for {} due to too many unknown nodes", address);
-                return probes;
-            }
+        Shared::WinSock::Socket socket(test.resolvedIp, test.port, calls);
+        Shared::Concurrency::Event answered(true);
+        ProbeTools tools{socket, Shared::WinSock::ParseIpv4Strict(test.resolvedIp), answers,
+                         answered, {answered.Handle()}};
+        if (options.exitEvent != nullptr) {
+            tools.wakeHandles.push_back(options.exitEvent->Handle());
         }
+        return TraceHops(tools, test.isSplitTunnel ? virtualAddress : physicalAddress, test,
+                         options);
     } catch (const std::exception& e) {
         GuardedLog::ExceptionError(e, "Unknown error");
-        if (socket) {
-            socket->Close();
-        }
         return {};
     }
 }

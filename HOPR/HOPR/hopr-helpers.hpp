@@ -2,9 +2,7 @@
 // The program's own logic, split by topic into hopr-helpers-*.cpp.
 
 #include <functional>
-#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <google/protobuf/repeated_ptr_field.h>
@@ -18,33 +16,27 @@ namespace HOPR {
 
 // ---- trace (hopr-helpers-trace.cpp)
 
-using SocketFactory =
-    std::function<std::unique_ptr<Shared::WinSock::Socket>(const std::wstring&, std::uint32_t)>;
-
-std::unique_ptr<Shared::WinSock::Socket> MakeSocket(const std::wstring& address,
-                                                    std::uint32_t port);
-
 // Probes one target hop by hop with TCP connects at rising TTL from successive local ports.
+// A probe ends at its connect outcome, its own ICMP answer, its time-out or the exit event.
 // Stops after the hop where a connect succeeded, after maxUnknown silent hops in a row, when
 // the port range is used up or the exit event is signalled. Never throws a standard exception.
 std::vector<ProbeAttempt> Trace(const std::wstring& virtualAddress,
                                 const std::wstring& physicalAddress,
-                                const Shared::Json::TcpTraceTest& test,
-                                ResponseCounts& responseCounts, const TraceOptions& options,
-                                const SocketFactory& makeSocket = MakeSocket);
+                                const Shared::Json::TcpTraceTest& test, ProbeAnswers& answers,
+                                const TraceOptions& options,
+                                Shared::WinSock::SystemCalls& calls =
+                                    Shared::WinSock::PlatformCalls());
 
 // ---- listener threads (hopr-helpers-listeners.cpp)
 
 inline constexpr int kListenerWarmUpSeconds = 5;
 
 // The body of a listener thread: reads answers until its listener is closed.
-int ListenerWorker(Shared::WinSock::ICMPListener& listener, ResponseQueue& responses,
-                   ResponseCounts& responseCounts, ResolutionQueues& resolutionQueues);
+int ListenerWorker(Shared::WinSock::ICMPListener& listener, ProbeAnswers& answers,
+                   ResolutionQueues& resolutionQueues, bool resolutionEnabled);
 
-void CreateListenerThreads(ResponseQueue& responses, Shared::WinSock::ICMPListener& firstListener,
-                           Shared::WinSock::ICMPListener& secondListener, std::thread& firstThread,
-                           std::thread& secondThread, ResponseCounts& responseCounts,
-                           ResolutionQueues& resolutionQueues, bool singleListener);
+// The raw sockets must be receiving before the first probe leaves.
+void WaitForListenersWarmUp();
 
 // ---- targets (hopr-helpers-targets.cpp)
 
@@ -69,14 +61,10 @@ bool ShouldRun(const Shared::Json::TcpTraceTest& test);
 
 // ---- test runs (hopr-helpers-serialised.cpp)
 
+// What one test's thread is given; the run outlives every thread that holds it.
 struct TestContext {
-    const Shared::Json::TcpTraceTest& test;
-    const AppState& appState;
-    std::int64_t schedulingBoundMs;
-    std::vector<ProbeAttempt>& resultSlot;
-    const std::wstring& virtualAddress;
-    const std::wstring& physicalAddress;
-    ResponseCounts& responseCounts;
+    RunState& run;
+    std::uint64_t index;  // into the test list and the results
     Shared::Concurrency::Event* exitEvent;
     std::uint16_t firstPort;
     std::uint16_t lastPort;
@@ -85,40 +73,25 @@ struct TestContext {
 // VPN gate, scheduled start (concurrent runs only), then the trace into the result slot.
 void RunTestBody(const TestContext& context) noexcept;
 
-void RunSerialised(AppState& appState, const std::wstring& virtualAddress,
-                   const std::wstring& physicalAddress, ResultsByTest& results,
-                   ResponseCounts& responseCounts, ResponseQueue& responses, HostNames& hostNames);
+void RunSerialised(RunState& run);
 
 // ---- results (hopr-helpers-results.cpp, hopr-helpers-dump.cpp)
 
 // Every probe with the first captured answer that quotes its destination and local port.
-HopProbeResponses BuildHopProbeResponses(
-    const std::vector<ProbeAttempt>& probes,
-    const std::vector<Shared::WinSock::ICMPTCPResponse>& filteredResponses);
+HopProbeResponses BuildHopProbeResponses(const std::vector<ProbeAttempt>& probes,
+                                         const ProbeAnswers& answers);
 
 void ProcessProbesPerHop(
     google::protobuf::RepeatedPtrField<AgentProtobuf::MtrTestResult_Hub>& hubs,
     const HopProbeResponses& hopProbeResponses, const HostNames& hostNames);
 
-// The run's answers by quoted destination (exact text), each list in capture order.
-using ResponsesByDestination =
-    std::map<std::wstring, std::vector<Shared::WinSock::ICMPTCPResponse>>;
-
-ResponsesByDestination IndexByDestination(
-    const std::vector<Shared::WinSock::ICMPTCPResponse>& responses);
-
 // The test's result message as JSON text.
 std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
                                const std::vector<ProbeAttempt>& probes,
-                               const std::vector<Shared::WinSock::ICMPTCPResponse>& responses,
-                               const HostNames& hostNames);
-// The same with the answers indexed once per run, so that each test costs the same however
-// many answers the run holds.
-std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
-                               const std::vector<ProbeAttempt>& probes,
-                               const ResponsesByDestination& responses,
-                               const HostNames& hostNames);
+                               const ProbeAnswers& answers, const HostNames& hostNames);
 
+// Dumps are costly to build; skip them when debug lines would be dropped anyway.
+bool DebugEnabled();
 void Dump(const std::wstring& target,
           const std::vector<Shared::WinSock::ICMPTCPResponse>& filteredResponses);
 void Dump(const HopProbeResponses& hopProbeResponses);

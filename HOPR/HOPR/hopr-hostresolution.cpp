@@ -2,7 +2,6 @@
 
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
-#include "Shared/src/System/shared.system-agentsettings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
 
 namespace HOPR::HostResolution {
@@ -10,8 +9,8 @@ namespace HOPR::HostResolution {
 using Log::GuardedLog;
 
 HostResolutionWorker::HostResolutionWorker(
-    Shared::Concurrency::ThreadSafeQueue<std::string>& queue, HostNames& hostNames)
-    : queue_(queue), hostNames_(hostNames), stopEvent_(true) {}
+    Shared::Concurrency::ThreadSafeQueue<std::string>& queue, HostNames& hostNames, bool enabled)
+    : queue_(queue), hostNames_(hostNames), enabled_(enabled), stopEvent_(true) {}
 
 HostResolutionWorker::~HostResolutionWorker() {
     try {
@@ -41,7 +40,7 @@ int HostResolutionWorker::ThreadEntry(HostResolutionWorker* worker) noexcept {
 }
 
 int HostResolutionWorker::StartResolving() {
-    if (!Shared::System::AgentSettings::IsHostResolutionEnabled()) {
+    if (!enabled_) {
         GuardedLog::Warn("HostResolutionThread is exiting early as host resolution is not enabled.");
         return 0;
     }

@@ -14,8 +14,9 @@ std::string GetHostName(const std::string& address);
 
 class HostResolutionWorker {
 public:
+    // `enabled`: the run's host-name setting, read once for all its threads.
     HostResolutionWorker(Shared::Concurrency::ThreadSafeQueue<std::string>& queue,
-                         HostNames& hostNames);
+                         HostNames& hostNames, bool enabled = true);
     // Stops and joins the thread if it runs.
     ~HostResolutionWorker();
     HostResolutionWorker(const HostResolutionWorker&) = delete;
@@ -34,6 +35,7 @@ public:
 private:
     Shared::Concurrency::ThreadSafeQueue<std::string>& queue_;
     HostNames& hostNames_;
+    bool enabled_;
     Shared::Concurrency::Event stopEvent_;
     unsigned resolvedCount_ = 0;
     std::thread thread_;

@@ -12,6 +12,7 @@
 #include "HOPR/HOPR/hopr-cl.hpp"
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "HOPR/HOPR/hopr-hostresolution.hpp"
+#include "HOPR/HOPR/hopr-listenerset.hpp"
 #include "Shared/src/Json/shared.json-configobjects.hpp"
 #include "Shared/src/Log/shared.log-factory.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
@@ -32,27 +33,22 @@ constexpr int kExitBadInput = 80;
 constexpr int kExitNoTests = 96;
 constexpr int kExitFailure = 255;
 
-// Everything one run shares between its threads. It outlives every thread it holds: on a
+// A drain that sees no progress for this long gives up: a hung look-up must not hold the run.
+constexpr int kDrainStallPolls = 60;
+constexpr auto kDrainPoll = std::chrono::milliseconds(500);
+
+// The run's shared state and what owns its threads. It outlives every thread it holds: on a
 // failure the process ends before it is destroyed.
 struct Run {
-    explicit Run(std::uint32_t workerCount) : resolutionQueues(workerCount) {}
+    Run(std::uint32_t workerCount, bool resolutionEnabled)
+        : state(workerCount, resolutionEnabled) {}
 
-    AppState appState;
-    ResponseQueue responses;
-    ResultsByTest results;
-    ResponseCounts responseCounts;
-    ResolutionQueues resolutionQueues;
-    HostNames hostNames;
+    RunState state;
     Shared::WinSock::WinSockInitialiser winSock;
     std::vector<std::unique_ptr<HostResolution::HostResolutionWorker>> workers;
-    Shared::WinSock::ICMPListener physicalListener;
-    Shared::WinSock::ICMPListener virtualListener;
-    std::thread physicalThread;
-    std::thread virtualThread;
+    std::optional<ListenerSet> listeners;
+    std::vector<TestContext> contexts;  // declared before the threads that read them
     std::vector<std::thread> testThreads;
-    std::wstring physicalAddress;
-    std::wstring virtualAddress;
-    bool singleListener = true;
 };
 
 void CreateLoggerFromSettings(Log::LoggingMode mode) {
@@ -79,9 +75,9 @@ std::optional<int> ReadJsonInput(AppState& appState) {
 }
 
 void StartWorkers(Run& run) {
-    for (auto& queue : run.resolutionQueues) {
+    for (auto& queue : run.state.resolutionQueues) {
         run.workers.push_back(
-            std::make_unique<HostResolution::HostResolutionWorker>(queue, run.hostNames));
+            std::make_unique<HostResolution::HostResolutionWorker>(queue, run.state.hostNames));
     }
     for (auto& worker : run.workers) {
         worker->Start();
@@ -95,20 +91,16 @@ bool BindListeners(Run& run) {
         GuardedLog::Error("Failed to find an active interface to bind to.");
         return false;
     }
+    auto& state = run.state;
     LogLocalInterfaces(adapters);
-    GetInterfaceAddresses(adapters, run.physicalAddress, run.virtualAddress);
+    GetInterfaceAddresses(adapters, state.physicalAddress, state.virtualAddress);
     GuardedLog::Info("Selected interfaces:\n\tVirtual interface: {}\n\tPhysical interface: {}",
-                     ConvertErrorString(run.virtualAddress),
-                     ConvertErrorString(run.physicalAddress));
-    const auto& requested = run.appState.arguments.interfaceAddress;
-    const auto& bindAddress = requested.empty() ? run.physicalAddress : requested;
+                     ConvertErrorString(state.virtualAddress),
+                     ConvertErrorString(state.physicalAddress));
+    const auto& bindAddress = state.PhysicalBind();
     GuardedLog::Info("The listener physical interface IP address to bind to is: {}",
                      ConvertErrorString(bindAddress));
-    run.physicalListener.Bind(bindAddress);
-    run.singleListener = run.virtualAddress == bindAddress;
-    if (!run.singleListener) {
-        run.virtualListener.Bind(run.virtualAddress);
-    }
+    run.listeners.emplace(std::vector<std::wstring>{bindAddress, state.virtualAddress}, state);
     return true;
 }
 
@@ -122,30 +114,27 @@ Shared::Json::TcpTraceTest TestFromCommandLine(const CommandLineArguments& argum
     return test;
 }
 
-void PrepareTests(Run& run) {
-    auto& parameters = run.appState.parameters;
-    if (!run.appState.arguments.isJson) {
-        parameters.tests = {TestFromCommandLine(run.appState.arguments)};
+void PrepareTests(RunState& state) {
+    auto& parameters = state.appState.parameters;
+    if (!state.appState.arguments.isJson) {
+        parameters.tests = {TestFromCommandLine(state.appState.arguments)};
     }
     parameters.tests = RemoveResolvedDuplicates(parameters.tests);
     for (std::uint64_t i = 0; i < parameters.tests.size(); ++i) {
-        run.responseCounts.FindOrInsert(parameters.tests[i].resolvedIp, 0u).store(0);
-        run.results[i];
+        state.results[i];
     }
 }
 
 void RunConcurrently(Run& run) {
-    auto& appState = run.appState;
+    auto& appState = run.state.appState;
     appState.schedulingBoundMs = kSchedulingBoundMs;
-    std::vector<TestContext> contexts;
-    const auto& tests = appState.parameters.tests;
-    contexts.reserve(tests.size());
-    for (std::uint64_t i = 0; i < tests.size(); ++i) {
-        contexts.push_back({tests[i], appState, appState.schedulingBoundMs, run.results.at(i),
-                            run.virtualAddress, run.physicalAddress, run.responseCounts, nullptr,
-                            0, 0});
+    const auto count = appState.parameters.tests.size();
+    run.contexts.reserve(count);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        run.contexts.push_back({run.state, i, nullptr, 0, 0});
     }
-    for (const auto& context : contexts) {
+    run.testThreads.reserve(count);
+    for (const auto& context : run.contexts) {
         run.testThreads.emplace_back(RunTestBody, std::cref(context));
     }
     for (auto& thread : run.testThreads) {
@@ -154,54 +143,57 @@ void RunConcurrently(Run& run) {
 }
 
 void RunTests(Run& run) {
-    auto& appState = run.appState;
-    if (!appState.arguments.isJson) {
-        if (appState.parameters.tests.empty()) {
-            return;
+    auto& state = run.state;
+    if (!state.appState.arguments.isJson) {
+        if (!state.appState.parameters.tests.empty()) {
+            state.results[0] = Trace(state.VirtualBind(), state.PhysicalBind(),
+                                     state.appState.parameters.tests.front(), state.answers, {});
         }
-        const auto& requested = appState.arguments.interfaceAddress;
-        run.results[0] = Trace(requested.empty() ? run.virtualAddress : requested,
-                               requested.empty() ? run.physicalAddress : requested,
-                               appState.parameters.tests.front(), run.responseCounts, {});
-    } else if (appState.parameters.isSerialised) {
-        RunSerialised(appState, run.virtualAddress, run.physicalAddress, run.results,
-                      run.responseCounts, run.responses, run.hostNames);
+    } else if (state.appState.parameters.isSerialised) {
+        RunSerialised(state);
     } else {
         RunConcurrently(run);
     }
 }
 
-void StopListenersAndWorkers(Run& run) {
-    run.physicalListener.Close();
-    run.virtualListener.Close();
-    run.physicalThread.join();
-    if (run.virtualThread.joinable()) {
-        run.virtualThread.join();
-    }
-    // Every second queue only: the agent's timing expectations were set by this behaviour.
-    for (std::size_t i = 0; i < run.resolutionQueues.size(); i += 2) {
-        while (run.resolutionQueues[i].Size() > 0) {
+// Every second queue only: the agent's timing expectations were set by this behaviour.
+void DrainResolutionQueues(ResolutionQueues& queues) {
+    for (std::size_t i = 0; i < queues.size(); i += 2) {
+        auto left = queues[i].Size();
+        for (int stalled = 0; left > 0 && stalled < kDrainStallPolls; ++stalled) {
             GuardedLog::Info("Waiting on resolution queue {} to be processed ", i);
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            std::this_thread::sleep_for(kDrainPoll);
+            const auto now = queues[i].Size();
+            stalled = now < left ? 0 : stalled;
+            left = now;
+        }
+        if (left > 0) {
+            GuardedLog::Warn("Resolution queue {} made no progress; {} addresses left unresolved",
+                             i, left);
         }
     }
     GuardedLog::Info("All resolution queues finished");
+}
+
+void StopListenersAndWorkers(Run& run) {
+    run.listeners->Stop();
+    DrainResolutionQueues(run.state.resolutionQueues);
     for (auto& worker : run.workers) {
         worker->Stop();
     }
 }
 
-void WriteResults(Run& run) {
+void WriteResults(const RunState& state) {
     std::size_t probeCount = 0;
-    for (const auto& [index, probes] : run.results) {
+    for (const auto& [index, probes] : state.results) {
         probeCount += probes.size();
     }
-    const auto responses = IndexByDestination(run.responses.Copy());
-    GuardedLog::Info("Got {} probes and {} responses.", probeCount, run.responses.Size());
+    GuardedLog::Info("Got {} probes and {} responses.", probeCount, state.answers.Total());
     std::vector<std::string> texts;
-    const auto& tests = run.appState.parameters.tests;
+    const auto& tests = state.appState.parameters.tests;
     for (std::uint64_t i = 0; i < tests.size(); ++i) {
-        texts.push_back(GenerateMtrResults(tests[i], run.results[i], responses, run.hostNames));
+        texts.push_back(
+            GenerateMtrResults(tests[i], state.results.at(i), state.answers, state.hostNames));
     }
     const auto output =
         Shared::Util::ConvertStringType(Shared::Json::ObjectStringVectorToJSON(texts));
@@ -210,7 +202,7 @@ void WriteResults(Run& run) {
 }
 
 int Execute(Run& run, int argc, const char* const* argv) {
-    auto& appState = run.appState;
+    auto& appState = run.state.appState;
     try {
         appState.arguments = ParseCommandLine(argc, argv);
     } catch (const std::exception& e) {
@@ -225,19 +217,17 @@ int Execute(Run& run, int argc, const char* const* argv) {
         }
     }
     run.winSock.Initialise();
-    if (Shared::System::AgentSettings::IsHostResolutionEnabled()) {
+    if (run.state.hostResolutionEnabled) {
         StartWorkers(run);
     }
     if (!BindListeners(run)) {
         return kExitNoAdapter;
     }
-    PrepareTests(run);
-    CreateListenerThreads(run.responses, run.physicalListener, run.virtualListener,
-                          run.physicalThread, run.virtualThread, run.responseCounts,
-                          run.resolutionQueues, run.singleListener);
+    PrepareTests(run.state);
+    WaitForListenersWarmUp();
     RunTests(run);
     StopListenersAndWorkers(run);
-    WriteResults(run);
+    WriteResults(run.state);
     return kExitSuccess;
 }
 
@@ -257,7 +247,8 @@ int Execute(Run& run, int argc, const char* const* argv) {
 int Main(int argc, const char* const* argv) {
     std::optional<Run> run;
     try {
-        run.emplace(Shared::System::AgentSettings::HostResolutionWorkerCount());
+        run.emplace(Shared::System::AgentSettings::HostResolutionWorkerCount(),
+                    Shared::System::AgentSettings::IsHostResolutionEnabled());
         const int exitCode = Execute(*run, argc, argv);
         run.reset();  // its threads may log until they are joined
         spdlog::shutdown();

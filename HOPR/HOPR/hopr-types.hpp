@@ -1,7 +1,6 @@
 #pragma once
 // The records and shared objects of one run.
 
-#include <atomic>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -10,10 +9,10 @@
 
 #include "HOPR/HOPR/hopr-cl.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
-#include "Shared/src/Concurrency/shared.concurrency-sharedmap.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-slimguardedobject.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-threadsafequeue.hpp"
 #include "Shared/src/Json/shared.json-configobjects.hpp"
+#include "HOPR/HOPR/hopr-probeanswers.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
 
 namespace HOPR {
@@ -48,8 +47,6 @@ struct ProbeAttemptResponse {
 };
 
 using HopProbeResponses = std::map<std::uint32_t, std::vector<ProbeAttemptResponse>>;
-using ResponseCounts = Shared::Concurrency::SharedMap<std::wstring, std::atomic<std::uint32_t>>;
-using ResponseQueue = Shared::Concurrency::ThreadSafeQueue<Shared::WinSock::ICMPTCPResponse>;
 using ResolutionQueues = std::vector<Shared::Concurrency::ThreadSafeQueue<std::string>>;
 using HostNames = Shared::Concurrency::SlimGuardedObject<std::map<std::string, std::string>>;
 using ResultsByTest = std::map<std::uint64_t, std::vector<ProbeAttempt>>;
@@ -60,6 +57,31 @@ struct AppState {
     CommandLineArguments arguments;
     Shared::Json::TcpTraceParameters parameters;
     std::int64_t schedulingBoundMs = 0;
+};
+
+// What one run's threads share. Settings that must agree across threads are read once.
+struct RunState {
+    RunState(std::uint32_t workerCount, bool resolutionEnabled)
+        : resolutionQueues(workerCount), hostResolutionEnabled(resolutionEnabled) {}
+
+    // The addresses a test probes from: the command line's interface for both, when given.
+    const std::wstring& VirtualBind() const {
+        return appState.arguments.interfaceAddress.empty() ? virtualAddress
+                                                           : appState.arguments.interfaceAddress;
+    }
+    const std::wstring& PhysicalBind() const {
+        return appState.arguments.interfaceAddress.empty() ? physicalAddress
+                                                           : appState.arguments.interfaceAddress;
+    }
+
+    AppState appState;
+    ProbeAnswers answers;
+    ResultsByTest results;
+    ResolutionQueues resolutionQueues;
+    HostNames hostNames;
+    bool hostResolutionEnabled;
+    std::wstring physicalAddress;
+    std::wstring virtualAddress;
 };
 
 }  // namespace HOPR

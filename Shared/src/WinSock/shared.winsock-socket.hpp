@@ -4,72 +4,71 @@
 // connection attempt; Open() gives the object a fresh one.
 
 #include <cstdint>
-#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
-
-#if defined(_WIN32)
-struct addrinfoW;
-#else
-struct addrinfo;
-#endif
+#include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
 
 namespace Shared::WinSock {
-
-#if defined(_WIN32)
-using SocketHandle = std::uintptr_t;
-inline constexpr SocketHandle kInvalidSocket = ~SocketHandle{0};
-using AddressInfo = ::addrinfoW;
-#else
-using SocketHandle = int;
-inline constexpr SocketHandle kInvalidSocket = -1;
-using AddressInfo = ::addrinfo;
-#endif
 
 // True for the outcome of a probe whose TTL ran out before the destination: not worth a log line.
 bool IsProbeExpiryError(std::uint32_t code) noexcept;
 
+// How a connect attempt ended. Only `Failed` is worth reporting; `Woken` names the wake handle.
+struct ConnectOutcome {
+    enum class Status { Connected, TimedOut, Woken, Failed } status = Status::Failed;
+    std::uint32_t error = 0;
+    std::size_t wokenIndex = 0;
+};
+
 class Socket {
 public:
-    Socket(std::wstring address, std::uint32_t port);
-    virtual ~Socket();
+    Socket(std::wstring address, std::uint32_t port, SystemCalls& calls = PlatformCalls());
+    ~Socket();
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
-    // Takes address, port, handle and family; the address information list stays behind.
+    // Takes address, port, handle and family; the resolved endpoints stay behind.
     Socket& operator=(Socket&& other) noexcept;
 
-    virtual void Open();
-    virtual void Bind(const std::wstring& localAddress, std::uint16_t localPort);
-    // Sets the TTL and the retry time-out only when non-zero, then connects (blocking).
-    virtual void Connect(std::uint32_t ttl, std::uint32_t retrySeconds);
+    void Open();
+    // Also ties the socket to the interface that holds `localAddress`. A failure leaves the
+    // socket closed.
+    void Bind(const std::wstring& localAddress, std::uint16_t localPort);
+    // Sets the TTL and the retry time-out only when non-zero, then connects; the wait ends at
+    // the first of the outcome, a signalled wake handle and the retry time-out.
+    ConnectOutcome TryConnect(std::uint32_t ttl, std::uint32_t retrySeconds,
+                              std::span<const Shared::Raii::NativeHandle> wakeHandles = {});
+    // The same without wake handles; anything but a connection throws "connect() failed".
+    void Connect(std::uint32_t ttl, std::uint32_t retrySeconds);
     void Connect() { Connect(0, 0); }
-    virtual void Close() noexcept;
-    virtual void Send(const std::vector<std::uint8_t>& bytes);
-    virtual std::vector<std::uint8_t> Receive(std::uint32_t maximumBytes);
-    virtual void SetSocketTTL(std::uint32_t ttl);
-    virtual void SetMaxRetryTimeout(std::uint32_t seconds);
-    virtual const std::wstring& Address() const noexcept { return address_; }
-    virtual std::uint32_t Port() const noexcept { return port_; }
-    virtual std::uint32_t GetLocalPort();
-    virtual SocketHandle Handle() const noexcept { return handle_; }
+    void Close() noexcept;
+    void Send(const std::vector<std::uint8_t>& bytes);
+    std::vector<std::uint8_t> Receive(std::uint32_t maximumBytes);
+    void SetSocketTTL(std::uint32_t ttl);
+    void SetMaxRetryTimeout(std::uint32_t seconds);
+    const std::wstring& Address() const noexcept { return address_; }
+    std::uint32_t Port() const noexcept { return port_; }
+    std::uint32_t GetLocalPort();
+    SocketHandle Handle() const noexcept { return handle_; }
 
 private:
-    struct AddrInfoDeleter {
-        void operator()(AddressInfo* list) const noexcept;
-    };
-
     bool HasHandle() const noexcept;
-    // A blocking connect to the first address that Open() found.
-    void ConnectToTarget();
+    void SetCheckedOption(SocketOption option, std::uint32_t value, const char* probeFailure);
 
+    SystemCalls* calls_;
     std::wstring address_;
     std::uint32_t port_;
     SocketHandle handle_ = kInvalidSocket;
-    int family_ = 0;
-    std::unique_ptr<AddressInfo, AddrInfoDeleter> addressInfo_;
+    AddressFamily family_ = AddressFamily::Other;
+    std::vector<SocketAddress> endpoints_;
+    std::uint32_t retrySeconds_ = 0;
 };
+
+// The longest wait a time-out in seconds allows, in milliseconds, clamped where the
+// platform's waits and options end.
+std::uint32_t ClampedMilliseconds(std::uint32_t seconds) noexcept;
 
 // Starts the socket library once for the process; stops it when destroyed.
 class WinSockInitialiser {

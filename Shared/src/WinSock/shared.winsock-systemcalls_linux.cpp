@@ -1,0 +1,314 @@
+// Linux socket calls. Two Windows behaviours the program relies on are provided here: the
+// strong host model (a socket bound to an address also leaves through that address's
+// interface) and ephemeral ports handed out in sequence (so one run never reuses a port).
+
+#include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <map>
+#include <mutex>
+
+#include "Shared/src/Util/shared.util-strings.hpp"
+#include "Shared/src/WinSock/shared.winsock-ephemeralports.hpp"
+#include "Shared/src/WinSock/shared.winsock-socket.hpp"
+
+namespace Shared::WinSock {
+namespace {
+
+using Shared::Raii::NativeHandle;
+
+// The interface index that holds `address`, 0 when none does. Cached: looked up per probe.
+unsigned InterfaceIndexOf(Ipv4Address address) {
+    static std::mutex mutex;
+    static std::map<Ipv4Address, unsigned> known;
+    std::lock_guard lock(mutex);
+    if (const auto found = known.find(address); found != known.end()) {
+        return found->second;
+    }
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) {
+        return 0;
+    }
+    unsigned index = 0;
+    for (const auto* entry = list; entry != nullptr && index == 0; entry = entry->ifa_next) {
+        if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET &&
+            reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr == address) {
+            index = ::if_nametoindex(entry->ifa_name);
+        }
+    }
+    ::freeifaddrs(list);
+    if (index != 0) {
+        known.emplace(address, index);
+    }
+    return index;
+}
+
+bool BindTo(int socket, Ipv4Address address, std::uint16_t port) {
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = address;
+    local.sin_port = htons(port);
+    return ::bind(socket, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
+}
+
+int OptionLevel(SocketOption option) {
+    switch (option) {
+    case SocketOption::Ttl:
+        return IPPROTO_IP;
+    case SocketOption::HopLimit:
+        return IPPROTO_IPV6;
+    case SocketOption::RetryTimeoutSeconds:
+        break;
+    }
+    return IPPROTO_TCP;
+}
+
+int OptionName(SocketOption option) {
+    switch (option) {
+    case SocketOption::Ttl:
+        return IP_TTL;
+    case SocketOption::HopLimit:
+        return IPV6_UNICAST_HOPS;
+    case SocketOption::RetryTimeoutSeconds:
+        break;
+    }
+    return TCP_USER_TIMEOUT;  // milliseconds
+}
+
+int RemainingMs(std::chrono::steady_clock::time_point deadline, std::uint32_t timeoutMs) {
+    if (timeoutMs == kWaitForever) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    return static_cast<int>(std::max<std::int64_t>(0, left.count()));
+}
+
+std::uint32_t PendingError(int socket) {
+    int error = 0;
+    socklen_t length = sizeof error;
+    if (::getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &length) != 0) {
+        return static_cast<std::uint32_t>(errno);
+    }
+    return static_cast<std::uint32_t>(error);
+}
+
+// The socket first, so that an outcome that raced a wake-up still counts.
+ConnectWaitResult WaitForConnect(int socket, std::span<const NativeHandle> wakeHandles,
+                                 std::uint32_t timeoutMs) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(
+                                                                 timeoutMs == kWaitForever ? 0 : timeoutMs);
+    std::vector<pollfd> fds(1 + wakeHandles.size());
+    for (;;) {
+        fds[0] = {socket, POLLOUT, 0};
+        for (std::size_t i = 0; i < wakeHandles.size(); ++i) {
+            fds[i + 1] = {wakeHandles[i], POLLIN, 0};
+        }
+        const int ready = ::poll(fds.data(), fds.size(), RemainingMs(deadline, timeoutMs));
+        if (ready < 0 && errno == EINTR) {
+            continue;
+        }
+        if (ready < 0) {
+            return {ConnectWaitResult::Kind::Completed, static_cast<std::uint32_t>(errno)};
+        }
+        if (ready == 0) {
+            return {ConnectWaitResult::Kind::TimedOut};
+        }
+        if (fds[0].revents != 0) {
+            return {ConnectWaitResult::Kind::Completed, PendingError(socket)};
+        }
+        for (std::size_t i = 1; i < fds.size(); ++i) {
+            if (fds[i].revents != 0) {
+                return {ConnectWaitResult::Kind::Woken, 0, i - 1};
+            }
+        }
+    }
+}
+
+class LinuxCalls final : public SystemCalls {
+public:
+    std::uint32_t Resolve(const std::wstring& host, std::uint32_t port,
+                          std::vector<SocketAddress>& found) override {
+        const auto name = Shared::Util::ConvertStringType(host);
+        const auto service = std::to_string(port);
+        addrinfo hints{};
+        hints.ai_family = AF_INET;
+        hints.ai_socktype = SOCK_STREAM;
+        hints.ai_protocol = IPPROTO_TCP;
+        addrinfo* list = nullptr;
+        const int result = ::getaddrinfo(name.c_str(), port == 0 ? nullptr : service.c_str(),
+                                         &hints, &list);
+        if (result != 0) {
+            return static_cast<std::uint32_t>(result);
+        }
+        for (const auto* entry = list; entry != nullptr; entry = entry->ai_next) {
+            const auto* address = reinterpret_cast<const sockaddr_in*>(entry->ai_addr);
+            found.push_back({AddressFamily::Ipv4, address->sin_addr.s_addr, ntohs(address->sin_port)});
+        }
+        ::freeaddrinfo(list);
+        return 0;
+    }
+
+    SocketHandle OpenStream(const SocketAddress& target) override {
+        const int family = target.family == AddressFamily::Ipv6 ? AF_INET6 : AF_INET;
+        return ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+    }
+
+    SocketHandle OpenRawIcmp() override {
+        return ::socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP);
+    }
+
+    bool BindToInterface(SocketHandle socket, Ipv4Address address) override {
+        const auto index = static_cast<int>(InterfaceIndexOf(address));
+        // An address no interface holds (the wildcard among them) ties to no interface.
+        return index == 0 ||
+               ::setsockopt(socket, SOL_SOCKET, SO_BINDTOIFINDEX, &index, sizeof index) == 0;
+    }
+
+    bool BindRaw(SocketHandle socket, Ipv4Address address) override {
+        return BindTo(socket, address, 0);
+    }
+
+    bool BindStream(SocketHandle socket, Ipv4Address address, std::uint16_t port) override {
+        if (port != 0) {
+            return BindTo(socket, address, port);
+        }
+        auto& ports = EphemeralPorts::Instance();
+        for (std::uint32_t tries = 0; tries < ports.Count(); ++tries) {
+            if (BindTo(socket, address, ports.Next())) {
+                return true;
+            }
+            if (errno != EADDRINUSE) {
+                return false;
+            }
+        }
+        return BindTo(socket, address, 0);  // every port looked taken: let the system choose
+    }
+
+    bool GetOption(SocketHandle socket, SocketOption option, std::uint32_t& value) override {
+        int current = 0;
+        socklen_t length = sizeof current;
+        if (::getsockopt(socket, OptionLevel(option), OptionName(option), &current, &length) != 0) {
+            return false;
+        }
+        value = static_cast<std::uint32_t>(current);
+        if (option == SocketOption::RetryTimeoutSeconds) {
+            value /= 1000;
+        }
+        return true;
+    }
+
+    bool SetOption(SocketHandle socket, SocketOption option, std::uint32_t value) override {
+        const int setting = static_cast<int>(
+            option == SocketOption::RetryTimeoutSeconds ? ClampedMilliseconds(value) : value);
+        return ::setsockopt(socket, OptionLevel(option), OptionName(option), &setting,
+                            sizeof setting) == 0;
+    }
+
+    ConnectWaitResult Connect(SocketHandle socket, const SocketAddress& target,
+                              std::span<const NativeHandle> wakeHandles,
+                              std::uint32_t timeoutMs) override {
+        sockaddr_in remote{};
+        remote.sin_family = AF_INET;
+        remote.sin_addr.s_addr = target.address;
+        remote.sin_port = htons(target.port);
+        ConnectWaitResult result;
+        if (::connect(socket, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) != 0) {
+            if (errno != EINPROGRESS) {
+                return {ConnectWaitResult::Kind::Completed, static_cast<std::uint32_t>(errno)};
+            }
+            result = WaitForConnect(socket, wakeHandles, timeoutMs);
+        }
+        if (result.kind == ConnectWaitResult::Kind::Completed && result.error == 0) {
+            ::fcntl(socket, F_SETFL, ::fcntl(socket, F_GETFL) & ~O_NONBLOCK);
+        }
+        return result;
+    }
+
+    bool LocalPort(SocketHandle socket, std::uint16_t& port) override {
+        sockaddr_in local{};
+        socklen_t length = sizeof local;
+        if (::getsockname(socket, reinterpret_cast<sockaddr*>(&local), &length) != 0) {
+            return false;
+        }
+        port = ntohs(local.sin_port);
+        return true;
+    }
+
+    std::int64_t Send(SocketHandle socket, std::span<const std::uint8_t> bytes) override {
+        return ::send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    }
+
+    std::int64_t Receive(SocketHandle socket, std::span<std::uint8_t> bytes) override {
+        return ::recv(socket, bytes.data(), bytes.size(), 0);
+    }
+
+    void Close(SocketHandle socket) noexcept override { ::close(socket); }
+
+    std::uint32_t LastError() noexcept override { return static_cast<std::uint32_t>(errno); }
+
+    // A raw IPPROTO_ICMP socket already receives every ICMP datagram with its IP header.
+    bool EnableReceiveAll(SocketHandle) override { return true; }
+
+    void EnlargeReceiveBuffer(SocketHandle socket) noexcept override {
+        constexpr int kBytes = 8 << 20;
+        if (::setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &kBytes, sizeof kBytes) != 0) {
+            ::setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &kBytes, sizeof kBytes);
+        }
+    }
+
+    // A descriptor is its own readiness: poll sees it readable while data waits.
+    NativeHandle WatchReadable(SocketHandle socket) override { return socket; }
+    void ClearReadable(NativeHandle) noexcept override {}
+    void ReleaseWatch(NativeHandle) noexcept override {}
+
+    ReceiveResult ReceiveFrom(SocketHandle socket, std::span<std::uint8_t> buffer) override {
+        sockaddr_in source{};
+        socklen_t sourceLength = sizeof source;
+        const auto received = ::recvfrom(socket, buffer.data(), buffer.size(), MSG_DONTWAIT,
+                                          reinterpret_cast<sockaddr*>(&source), &sourceLength);
+        if (received < 0) {
+            const auto error = errno;
+            return {-1, static_cast<std::uint32_t>(error), 0,
+                    error == EAGAIN || error == EWOULDBLOCK || error == EINTR};
+        }
+        return {received, 0, source.sin_addr.s_addr};
+    }
+
+    std::uint32_t ClosedSocketError() const noexcept override { return EBADF; }
+    std::uint32_t TimedOutError() const noexcept override { return ETIMEDOUT; }
+};
+
+}  // namespace
+
+SystemCalls& PlatformCalls() {
+    static LinuxCalls calls;
+    return calls;
+}
+
+bool IsProbeExpiryError(std::uint32_t code) noexcept {
+    // A time-exceeded answer leaves EHOSTUNREACH on the socket; no answer before the retry
+    // bound gives ETIMEDOUT.
+    return code == ETIMEDOUT || code == EHOSTUNREACH;
+}
+
+// Linux needs no socket library start-up; the flag keeps both platforms' life cycles alike.
+void WinSockInitialiser::Initialise() {
+    initialised_ = true;
+}
+
+WinSockInitialiser::~WinSockInitialiser() = default;
+
+}  // namespace Shared::WinSock
