@@ -38,8 +38,11 @@ int ListenerWorker(Shared::WinSock::ICMPListener& listener, ProbeAnswers& answer
                 Ipv4Text(response.from), response.sourcePort, response.destinationPort);
         }
     } catch (const std::exception& e) {
-        // The normal end: the run closed the listener to stop this thread.
-        GuardedLog::Info("ICMP worker encountered an error. {}", e.what());
+        // The normal end is the run closing the listener; its full text, with a symbolised
+        // stack, would cost more than the whole trace.
+        GuardedLog::Info("ICMP worker encountered an error. {}",
+                         listener.IsClosed() ? "recvfrom() failed: the listener was closed."
+                                             : e.what());
     }
     return 1;
 }

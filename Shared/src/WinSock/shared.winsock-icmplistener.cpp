@@ -118,6 +118,11 @@ void ICMPListener::Close() noexcept {
     CloseLocked();
 }
 
+bool ICMPListener::IsClosed() noexcept {
+    std::lock_guard lock(mutex_);
+    return socket_ == kInvalidSocket;
+}
+
 void ICMPListener::CloseLocked() noexcept {
     if (socket_ == kInvalidSocket) {
         return;

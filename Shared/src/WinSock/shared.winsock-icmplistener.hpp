@@ -37,6 +37,8 @@ public:
     // An empty response means the socket reported an orderly end.
     ICMPTCPResponse ReadNextICMPResponse();
     void Close() noexcept;
+    // True once closed (and before the first Bind).
+    bool IsClosed() noexcept;
 
 private:
     // The next datagram's answer, if it holds one; nothing when the socket has no data.
