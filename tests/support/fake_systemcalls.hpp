@@ -35,7 +35,6 @@ public:
         onConnect;
     std::uint32_t bindError = 0;  // non-zero: BindStream and BindRaw fail with it
     std::deque<ReceiveResult> datagrams;  // what ReceiveFrom returns, then "would block"
-    std::function<void()> onWouldBlock;   // called when ReceiveFrom has nothing left
 
     std::set<SocketHandle> open;
     std::vector<std::uint16_t> boundPorts;
@@ -86,9 +85,6 @@ public:
     void ReleaseWatch(Shared::Raii::NativeHandle) noexcept override {}
     ReceiveResult ReceiveFrom(SocketHandle, std::span<std::uint8_t> buffer) override {
         if (datagrams.empty()) {
-            if (onWouldBlock) {
-                onWouldBlock();
-            }
             return {-1, 0, 0, true};
         }
         auto next = datagrams.front();

@@ -36,6 +36,7 @@ ICMPListener::ICMPListener(SystemCalls& calls)
 
 ICMPListener::~ICMPListener() {
     Close();
+    calls_.ReleaseWatch(watch_);
 }
 
 void ICMPListener::Bind(const std::wstring& address) {
@@ -63,6 +64,7 @@ void ICMPListener::Bind(const std::wstring& address) {
         fail("WSAIoctl() failed");
     }
     calls_.EnlargeReceiveBuffer(socket_);
+    calls_.ReleaseWatch(watch_);
     watch_ = calls_.WatchReadable(socket_);
     closed_.Reset();
 }
@@ -131,8 +133,7 @@ void ICMPListener::CloseLocked() noexcept {
         closed_.Signal();
     } catch (...) {
     }
-    calls_.ReleaseWatch(watch_);
-    watch_ = Shared::Raii::kNullHandle;
+    // The watch outlives the socket: a reader may be waiting on it right now.
     calls_.Close(socket_);
     socket_ = kInvalidSocket;
 }
