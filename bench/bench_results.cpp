@@ -1,5 +1,5 @@
 // Correlation and result assembly for runs of 1 to 1000 tests, each 30 hops x 3 probes, with
-// one answer per probe in the run-wide answer list: the time per test must stay flat.
+// one answer per probe recorded for the run: the time per test must stay flat.
 
 #include <benchmark/benchmark.h>
 
@@ -7,6 +7,7 @@
 #include <spdlog/spdlog.h>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace {
 
@@ -16,15 +17,14 @@ constexpr std::uint32_t kProbesPerHop = 3;
 struct Run {
     std::vector<Shared::Json::TcpTraceTest> tests;
     std::vector<std::vector<HOPR::ProbeAttempt>> probes;
-    std::vector<Shared::WinSock::ICMPTCPResponse> answers;
+    HOPR::ProbeAnswers answers;
 };
 
 std::wstring Address(std::size_t test) {
     return L"198.19." + std::to_wstring(test / 250) + L"." + std::to_wstring(test % 250 + 1);
 }
 
-Run MakeRun(std::size_t testCount) {
-    Run run;
+void MakeRun(Run& run, std::size_t testCount) {
     std::uint16_t port = 1;
     for (std::size_t t = 0; t < testCount; ++t) {
         Shared::Json::TcpTraceTest test;
@@ -37,25 +37,25 @@ Run MakeRun(std::size_t testCount) {
                 HOPR::ProbeAttempt probe{hop, repeat, test.target, test.resolvedIp,
                                          1'000'000, 2'000'000, port, false, 0};
                 probes.push_back(probe);
-                run.answers.push_back({test.resolvedIp, L"198.18." + std::to_wstring(hop) + L".1",
-                                       port, 443, 1'500'000});
+                run.answers.Record({Shared::WinSock::ParseIpv4Strict(test.resolvedIp),
+                                    Shared::WinSock::ParseIpv4Strict(
+                                        L"198.18." + std::to_wstring(hop) + L".1"),
+                                    port, 443, 1'500'000});
             }
         }
     }
-    return run;
 }
 
 void BM_GenerateResults(benchmark::State& state) {
     spdlog::set_default_logger(spdlog::null_logger_mt("bench"));
     spdlog::set_level(spdlog::level::info);
-    const auto run = MakeRun(static_cast<std::size_t>(state.range(0)));
+    Run run;
+    MakeRun(run, static_cast<std::size_t>(state.range(0)));
     HOPR::HostNames names;
     for (auto _ : state) {
-        // As a run does it: index the answers once, then one result per test.
-        const auto answers = HOPR::IndexByDestination(run.answers);
         for (std::size_t t = 0; t < run.tests.size(); ++t) {
             benchmark::DoNotOptimize(
-                HOPR::GenerateMtrResults(run.tests[t], run.probes[t], answers, names));
+                HOPR::GenerateMtrResults(run.tests[t], run.probes[t], run.answers, names));
         }
     }
     state.counters["seconds_per_test"] =

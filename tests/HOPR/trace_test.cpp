@@ -1,58 +1,50 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
-
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 #include "support/captured_log.hpp"
+#include "support/fake_systemcalls.hpp"
 
 namespace {
 
-// What the socket layer reports for a probe that timed out, and for a closed port.
-#if defined(_WIN32)
-constexpr int kTimedOut = 10060;
-constexpr int kRefused = 10061;
-#else
-constexpr int kTimedOut = ETIMEDOUT;
-constexpr int kRefused = ECONNREFUSED;
-#endif
-
 using HOPR::ProbeAttempt;
-using Shared::WinSock::WinSockException;
+using Shared::WinSock::ConnectWaitResult;
+using testing_support::FakeCalls;
 
-// A socket whose connects succeed from hop `connectAtHop` on; earlier hops time out, and
-// routers up to `answeringHops` are "heard" by bumping the target's answer counter.
+constexpr Shared::WinSock::Ipv4Address kTarget = 0x010412C6;  // 198.18.4.1
+
+// A path whose target accepts from hop `connectAtHop` on; routers up to `answeringHops` answer
+// each probe the way a listener thread would, which must end the probe's wait at once.
 struct Path {
     std::uint32_t connectAtHop = 0;  // 0: never
     std::uint32_t answeringHops = 0;
-    int failure = kTimedOut;
-    HOPR::ResponseCounts* counts = nullptr;
-    std::vector<std::uint16_t> boundPorts;
-};
+    std::uint32_t failure = 0;  // non-zero: the connect fails with it instead of timing out
+    FakeCalls calls;
+    HOPR::ProbeAnswers answers;
+    std::vector<std::uint32_t> timeoutsMs;
 
-class FakeSocket : public Shared::WinSock::Socket {
-public:
-    FakeSocket(Path& path, const std::wstring& address) : Socket(address, 443), path_(path) {}
-    void Open() override {}
-    void Bind(const std::wstring&, std::uint16_t port) override {
-        port_ = port == 0 ? static_cast<std::uint16_t>(50000 + path_.boundPorts.size()) : port;
-        path_.boundPorts.push_back(port);
+    void Install() {
+        calls.onConnect = [this](std::uint32_t ttl,
+                                 std::span<const Shared::Raii::NativeHandle> wake,
+                                 std::uint32_t timeoutMs) -> ConnectWaitResult {
+            timeoutsMs.push_back(timeoutMs);
+            if (connectAtHop != 0 && ttl >= connectAtHop) {
+                return {};
+            }
+            if (ttl <= answeringHops) {
+                answers.Record({kTarget, 0x010012C6 + (ttl << 16), calls.LastLocalPort(), 443, 1});
+                if (Shared::Concurrency::WaitFor(wake[0], 0, false)) {
+                    return {ConnectWaitResult::Kind::Woken, 0, 0};
+                }
+            }
+            if (failure != 0) {
+                return {ConnectWaitResult::Kind::Completed, failure};
+            }
+            return {ConnectWaitResult::Kind::TimedOut};
+        };
     }
-    std::uint32_t GetLocalPort() override { return port_; }
-    void Connect(std::uint32_t ttl, std::uint32_t) override {
-        if (path_.connectAtHop != 0 && ttl >= path_.connectAtHop) {
-            return;
-        }
-        if (ttl <= path_.answeringHops) {
-            path_.counts->FindOrInsert(Address(), 0u).fetch_add(1);
-        }
-        throw WinSockException("connect() failed", static_cast<std::uint32_t>(path_.failure));
-    }
-    void Close() noexcept override {}
-
-private:
-    Path& path_;
-    std::uint16_t port_ = 0;
 };
 
 struct TraceRun {
@@ -63,22 +55,18 @@ struct TraceRun {
 TraceRun RunTrace(Path& path, std::uint32_t probesPerNode, std::uint32_t maxUnknown,
                   HOPR::TraceOptions options = {}, const std::wstring& resolvedIp = L"198.18.4.1") {
     const CapturedLog log;
-    HOPR::ResponseCounts counts;
-    path.counts = &counts;
+    path.Install();
     Shared::Json::TcpTraceTest test;
     test.target = L"target.lab";
     test.resolvedIp = resolvedIp;
     test.probesPerNode = probesPerNode;
     test.maxUnknown = maxUnknown;
     test.timeout = 1;
-    auto probes = HOPR::Trace(L"198.18.60.2", L"198.18.1.2", test, counts, options,
-                              [&](const std::wstring& address, std::uint32_t) {
-                                  return std::make_unique<FakeSocket>(path, address);
-                              });
+    auto probes = HOPR::Trace(L"198.18.60.2", L"198.18.1.2", test, path.answers, options, path.calls);
     return {std::move(probes), log.Text()};
 }
 
-TEST(Trace, StopsAfterTheHopWhereTheTargetConnects) {
+TEST(Trace, AnsweredProbesEndSilentlyAndTheTraceStopsAfterTheConnectingHop) {
     Path path{.connectAtHop = 3, .answeringHops = 2};
     const auto run = RunTrace(path, 2, 3);
     ASSERT_EQ(run.probes.size(), 6u);
@@ -86,8 +74,12 @@ TEST(Trace, StopsAfterTheHopWhereTheTargetConnects) {
     EXPECT_TRUE(run.probes.back().connected);
     EXPECT_FALSE(run.probes.front().connected);
     EXPECT_GE(run.probes.front().endTime, run.probes.front().startTime);
-    EXPECT_THAT(run.log, testing::Not(testing::HasSubstr("Winsock error")));  // expiry is silent
+    EXPECT_THAT(run.log, testing::Not(testing::HasSubstr("Winsock error")));
     EXPECT_EQ(run.probes[5].repeat, 1u);
+    EXPECT_TRUE(path.calls.open.empty());  // every probe's socket was closed
+    // The connect time-out bounds every wait, and each probe's answer is joined to it.
+    EXPECT_THAT(path.timeoutsMs, testing::Each(1000u));
+    EXPECT_TRUE(path.answers.FirstAnswer({kTarget, static_cast<std::uint16_t>(run.probes[2].localPort)}));
 
     Path atOnce{.connectAtHop = 1};
     EXPECT_EQ(RunTrace(atOnce, 3, 3).probes.size(), 3u);
@@ -112,7 +104,7 @@ TEST(Trace, PortRangeAdvancesPerProbeWrapsAndEndsTheTrace) {
 
     Path wrap{.connectAtHop = 2, .answeringHops = 1};
     RunTrace(wrap, 2, 5, {.minPort = 65535});
-    EXPECT_EQ(wrap.boundPorts, (std::vector<std::uint16_t>{65535, 0, 0, 0}));
+    EXPECT_EQ(wrap.calls.boundPorts, (std::vector<std::uint16_t>{65535, 0, 0, 0}));
 }
 
 TEST(Trace, ExitEventUnresolvedTargetAndLoudErrors) {
@@ -127,9 +119,41 @@ TEST(Trace, ExitEventUnresolvedTargetAndLoudErrors) {
     EXPECT_TRUE(unresolved.probes.empty());
     EXPECT_THAT(unresolved.log, testing::HasSubstr("Failed resolving IPv4 address for target.lab."));
 
-    Path refused{.answeringHops = 1, .failure = kRefused};
+    Path refused{.failure = testing_support::kRefusedCode};
     const auto loud = RunTrace(refused, 1, 1);
     EXPECT_THAT(loud.log, testing::HasSubstr("Winsock error on 198.18.4.1:50000"));
+    EXPECT_THAT(loud.log, testing::HasSubstr("connect() failed"));
+
+    Path bindFails;
+    bindFails.calls.bindError = testing_support::kInUseCode;
+    const auto unbound = RunTrace(bindFails, 2, 1);
+    ASSERT_EQ(unbound.probes.size(), 2u);  // a failed probe never ends the trace
+    EXPECT_EQ(unbound.probes[0].localPort, 0u);
+    EXPECT_THAT(unbound.log, testing::HasSubstr("bind() failed"));
+    EXPECT_TRUE(bindFails.calls.open.empty());
+}
+
+TEST(Trace, ExitEventDuringAProbeEndsItsWaitAndTheTrace) {
+    Shared::Concurrency::Event exitEvent(true);
+    Path path;
+    path.Install();
+    path.calls.onConnect = [&](std::uint32_t, std::span<const Shared::Raii::NativeHandle> wake,
+                               std::uint32_t) -> ConnectWaitResult {
+        exitEvent.Signal();  // the agent stops the run while the probe waits
+        EXPECT_EQ(wake.size(), 2u);
+        return {ConnectWaitResult::Kind::Woken, 0, 1};
+    };
+    const CapturedLog log;
+    Shared::Json::TcpTraceTest test;
+    test.resolvedIp = L"198.18.4.1";
+    test.probesPerNode = 3;
+    test.maxUnknown = 3;
+    const auto probes = HOPR::Trace(L"198.18.1.2", L"198.18.1.2", test, path.answers,
+                                    {.exitEvent = &exitEvent}, path.calls);
+    ASSERT_EQ(probes.size(), 1u);
+    EXPECT_FALSE(probes[0].connected);
+    EXPECT_THAT(log.Text(), testing::HasSubstr("TCP Tracer thread has received signal to exit."));
+    EXPECT_THAT(log.Text(), testing::Not(testing::HasSubstr("Winsock error")));
 }
 
 }  // namespace

@@ -17,6 +17,20 @@ std::wstring PickAddress(FuzzedDataProvider& input) {
     return kAddresses[input.ConsumeIntegralInRange<int>(0, 3)];
 }
 
+// The target's address, a router's, or anything at all.
+Shared::WinSock::Ipv4Address PickWireAddress(FuzzedDataProvider& input) {
+    constexpr Shared::WinSock::Ipv4Address kTarget = 0x010412C6;  // 198.18.4.1
+    constexpr Shared::WinSock::Ipv4Address kRouter = 0x010112C6;  // 198.18.1.1
+    switch (input.ConsumeIntegralInRange<int>(0, 2)) {
+    case 0:
+        return kTarget;
+    case 1:
+        return kRouter;
+    default:
+        return input.ConsumeIntegral<Shared::WinSock::Ipv4Address>();
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -40,13 +54,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         probe.connected = input.ConsumeBool();
         probe.wallClock = input.ConsumeIntegral<std::int64_t>();
     }
-    std::vector<Shared::WinSock::ICMPTCPResponse> answers(
-        input.ConsumeIntegralInRange<std::size_t>(0, 64));
-    for (auto& answer : answers) {
-        answer.originalDestination = PickAddress(input);
-        answer.from = PickAddress(input);
+    HOPR::ProbeAnswers answers;
+    for (auto count = input.ConsumeIntegralInRange<std::size_t>(0, 64); count > 0; --count) {
+        Shared::WinSock::ICMPTCPResponse answer;
+        answer.originalDestination = PickWireAddress(input);
+        answer.from = PickWireAddress(input);
         answer.sourcePort = input.ConsumeIntegral<std::uint16_t>();
         answer.receivedAt = input.ConsumeIntegral<std::int64_t>() / 4;
+        answers.Record(answer);
     }
     HOPR::HostNames names;
     const auto text = HOPR::GenerateMtrResults(test, probes, answers, names);

@@ -1,0 +1,123 @@
+#pragma once
+// A system-call table for tests: every call succeeds unless a test says otherwise, sockets are
+// numbers handed out in sequence, and the calls that matter are recorded.
+
+#include <cerrno>
+#include <deque>
+#include <functional>
+#include <set>
+#include <vector>
+
+#include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
+
+namespace testing_support {
+
+using namespace Shared::WinSock;
+
+#if defined(_WIN32)
+inline constexpr std::uint32_t kTimedOutCode = 10060;
+inline constexpr std::uint32_t kRefusedCode = 10061;
+inline constexpr std::uint32_t kUnreachableCode = 10065;
+inline constexpr std::uint32_t kInUseCode = 10048;
+#else
+inline constexpr std::uint32_t kTimedOutCode = ETIMEDOUT;
+inline constexpr std::uint32_t kRefusedCode = ECONNREFUSED;
+inline constexpr std::uint32_t kUnreachableCode = EHOSTUNREACH;
+inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
+#endif
+
+class FakeCalls : public SystemCalls {
+public:
+    // The connect's outcome; by default it connects. Gets the TTL last set and the wait's
+    // wake handles and time-out.
+    std::function<ConnectWaitResult(std::uint32_t ttl, std::span<const Shared::Raii::NativeHandle>,
+                                    std::uint32_t timeoutMs)>
+        onConnect;
+    std::uint32_t bindError = 0;  // non-zero: BindStream and BindRaw fail with it
+    std::deque<ReceiveResult> datagrams;  // what ReceiveFrom returns, then "would block"
+    std::function<void()> onWouldBlock;   // called when ReceiveFrom has nothing left
+
+    std::set<SocketHandle> open;
+    std::vector<std::uint16_t> boundPorts;
+    std::uint32_t lastTtl = 0;
+    std::uint32_t lastRetrySeconds = 0;
+
+    std::uint32_t Resolve(const std::wstring&, std::uint32_t port,
+                          std::vector<SocketAddress>& found) override {
+        found.push_back({AddressFamily::Ipv4, 0x010412C6, static_cast<std::uint16_t>(port)});
+        return 0;
+    }
+    SocketHandle OpenStream(const SocketAddress&) override { return Open(); }
+    SocketHandle OpenRawIcmp() override { return Open(); }
+    bool BindToInterface(SocketHandle, Ipv4Address) override { return true; }
+    bool BindStream(SocketHandle, Ipv4Address, std::uint16_t port) override {
+        port_ = port == 0 ? static_cast<std::uint16_t>(50000 + boundPorts.size()) : port;
+        boundPorts.push_back(port);
+        return Fail(bindError);
+    }
+    bool BindRaw(SocketHandle, Ipv4Address) override { return Fail(bindError); }
+    bool GetOption(SocketHandle, SocketOption, std::uint32_t& value) override {
+        value = 0;
+        return true;
+    }
+    bool SetOption(SocketHandle, SocketOption option, std::uint32_t value) override {
+        (option == SocketOption::RetryTimeoutSeconds ? lastRetrySeconds : lastTtl) = value;
+        return true;
+    }
+    ConnectWaitResult Connect(SocketHandle, const SocketAddress&,
+                              std::span<const Shared::Raii::NativeHandle> wake,
+                              std::uint32_t timeoutMs) override {
+        return onConnect ? onConnect(lastTtl, wake, timeoutMs) : ConnectWaitResult{};
+    }
+    bool LocalPort(SocketHandle, std::uint16_t& port) override {
+        port = port_;
+        return true;
+    }
+    std::int64_t Send(SocketHandle, std::span<const std::uint8_t> bytes) override {
+        return static_cast<std::int64_t>(bytes.size());
+    }
+    std::int64_t Receive(SocketHandle, std::span<std::uint8_t>) override { return 0; }
+    void Close(SocketHandle socket) noexcept override { open.erase(socket); }
+    std::uint32_t LastError() noexcept override { return lastError_; }
+    bool EnableReceiveAll(SocketHandle) override { return true; }
+    void EnlargeReceiveBuffer(SocketHandle) noexcept override {}
+    Shared::Raii::NativeHandle WatchReadable(SocketHandle) override { return watch; }
+    void ClearReadable(Shared::Raii::NativeHandle) noexcept override {}
+    void ReleaseWatch(Shared::Raii::NativeHandle) noexcept override {}
+    ReceiveResult ReceiveFrom(SocketHandle, std::span<std::uint8_t> buffer) override {
+        if (datagrams.empty()) {
+            if (onWouldBlock) {
+                onWouldBlock();
+            }
+            return {-1, 0, 0, true};
+        }
+        auto next = datagrams.front();
+        datagrams.pop_front();
+        std::copy(bytes.begin(), bytes.end(), buffer.begin());
+        return next;
+    }
+    std::uint32_t ClosedSocketError() const noexcept override { return 9; }
+    std::uint32_t TimedOutError() const noexcept override { return kTimedOutCode; }
+
+    std::uint16_t LastLocalPort() const noexcept { return port_; }
+
+    Shared::Raii::NativeHandle watch = Shared::Raii::kNullHandle;  // what the listener waits on
+    std::vector<std::uint8_t> bytes;  // copied into the buffer of every datagram received
+
+private:
+    SocketHandle Open() {
+        const auto socket = static_cast<SocketHandle>(next_++);
+        open.insert(socket);
+        return socket;
+    }
+    bool Fail(std::uint32_t error) {
+        lastError_ = error;
+        return error == 0;
+    }
+
+    std::uintptr_t next_ = 100;
+    std::uint16_t port_ = 0;
+    std::uint32_t lastError_ = 0;
+};
+
+}  // namespace testing_support
