@@ -92,13 +92,12 @@ TEST_F(WinSockTest, ConnectsWithATtlFromTheBoundAddressAndReadsBlocking) {
     char received[2] = {};
     EXPECT_EQ(::recv(peer, received, 2, 0), 2);
     // The answer comes later: a read that did not block would fail with WSAEWOULDBLOCK.
-    std::thread answer([peer] {
+    const std::jthread answer([peer] {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         ::send(peer, "ok", 2, 0);
         ::closesocket(peer);
     });
     EXPECT_EQ(socket.Receive(16), (std::vector<std::uint8_t>{'o', 'k'}));
-    answer.join();
     EXPECT_TRUE(socket.Receive(16).empty());  // orderly close
 }
 
@@ -153,7 +152,7 @@ TEST_F(WinSockTest, WakeHandleEndsAConnectThatGetsNoAnswer) {
 
     Event late;
     socket.Open();
-    std::thread waker([&late] {
+    std::jthread waker([&late] {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         late.Signal();
     });
