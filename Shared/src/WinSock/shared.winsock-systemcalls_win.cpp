@@ -36,28 +36,21 @@ bool BindTo(SocketHandle socket, Ipv4Address address, std::uint16_t port) {
     return ::bind(socket, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
 }
 
-int OptionLevel(SocketOption option) {
-    switch (option) {
-    case SocketOption::Ttl:
-        return IPPROTO_IP;
-    case SocketOption::HopLimit:
-        return IPPROTO_IPV6;
-    case SocketOption::RetryTimeoutSeconds:
-        break;
-    }
-    return IPPROTO_TCP;
-}
+struct OptionId {
+    int level;
+    int name;
+};
 
-int OptionName(SocketOption option) {
+OptionId IdOf(SocketOption option) {
     switch (option) {
     case SocketOption::Ttl:
-        return IP_TTL;
+        return {IPPROTO_IP, IP_TTL};
     case SocketOption::HopLimit:
-        return IPV6_UNICAST_HOPS;
+        return {IPPROTO_IPV6, IPV6_UNICAST_HOPS};
     case SocketOption::RetryTimeoutSeconds:
         break;
     }
-    return kTcpMaxRt;
+    return {IPPROTO_TCP, kTcpMaxRt};
 }
 
 // Rounded down, so the wait never outlasts its limit.
@@ -164,10 +157,10 @@ public:
     }
 
     bool GetOption(SocketHandle socket, SocketOption option, std::uint32_t& value) override {
+        const auto id = IdOf(option);
         DWORD current = 0;
         int length = sizeof current;
-        if (::getsockopt(socket, OptionLevel(option), OptionName(option),
-                         reinterpret_cast<char*>(&current), &length) != 0) {
+        if (::getsockopt(socket, id.level, id.name, reinterpret_cast<char*>(&current), &length) != 0) {
             return false;
         }
         value = current;
@@ -175,9 +168,10 @@ public:
     }
 
     bool SetOption(SocketHandle socket, SocketOption option, std::uint32_t value) override {
+        const auto id = IdOf(option);
         const DWORD setting = value;
-        return ::setsockopt(socket, OptionLevel(option), OptionName(option),
-                            reinterpret_cast<const char*>(&setting), sizeof setting) == 0;
+        return ::setsockopt(socket, id.level, id.name, reinterpret_cast<const char*>(&setting),
+                            sizeof setting) == 0;
     }
 
     ConnectWaitResult Connect(SocketHandle socket, const SocketAddress& target,
