@@ -67,8 +67,8 @@ DWORD RemainingMs(std::chrono::steady_clock::time_point deadline, std::uint32_t 
 ConnectWaitResult WaitForConnect(SocketHandle socket, WSAEVENT connected,
                                  std::span<const NativeHandle> wakeHandles,
                                  std::uint32_t timeoutMs) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(
-                                                                 timeoutMs == kWaitForever ? 0 : timeoutMs);
+    const auto limit = std::chrono::milliseconds(timeoutMs == kWaitForever ? 0 : timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + limit;
     std::vector<HANDLE> handles{connected};
     handles.insert(handles.end(), wakeHandles.begin(), wakeHandles.end());
     for (;;) {
