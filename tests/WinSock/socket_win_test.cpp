@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <thread>
 
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
@@ -10,7 +12,12 @@
 
 namespace {
 
+using Shared::Concurrency::Event;
+using Shared::WinSock::ConnectOutcome;
+using Shared::WinSock::ConnectWaitResult;
+using Shared::WinSock::PlatformCalls;
 using Shared::WinSock::Socket;
+using Shared::WinSock::SocketAddress;
 using Shared::WinSock::WinSockException;
 using testing::HasSubstr;
 
@@ -36,13 +43,43 @@ private:
     std::uint16_t port_ = 0;
 };
 
+// A loopback port whose listener's accept queue is full: the stack drops further handshakes, so
+// a connect there is never answered, and nothing leaves the machine.
+class SilentPort {
+public:
+    SilentPort() {
+        server_.Listen();
+        auto& calls = PlatformCalls();
+        for (int filled = 0; filled < 8; ++filled) {
+            const auto socket = calls.OpenStream(Target());
+            if (calls.Connect(socket, Target(), {}, 500).kind == ConnectWaitResult::Kind::TimedOut) {
+                calls.Close(socket);
+                return;
+            }
+            fillers_.push_back(socket);
+        }
+        ADD_FAILURE() << "every connect to the full listener was answered";
+    }
+    ~SilentPort() {
+        for (const auto socket : fillers_) {
+            PlatformCalls().Close(socket);
+        }
+    }
+    SocketAddress Target() const { return {.address = ::htonl(INADDR_LOOPBACK), .port = server_.Port()}; }
+    std::uint16_t Port() const { return server_.Port(); }
+
+private:
+    LoopbackServer server_;
+    std::vector<Shared::WinSock::SocketHandle> fillers_;
+};
+
 class WinSockTest : public testing::Test {
 protected:
     void SetUp() override { winsock_.Initialise(); }
     Shared::WinSock::WinSockInitialiser winsock_;
 };
 
-TEST_F(WinSockTest, ConnectsWithATtlFromTheBoundAddressAndExchangesBytes) {
+TEST_F(WinSockTest, ConnectsWithATtlFromTheBoundAddressAndReadsBlocking) {
     LoopbackServer server;
     server.Listen();
     Socket socket(L"127.0.0.1", server.Port());
@@ -54,8 +91,12 @@ TEST_F(WinSockTest, ConnectsWithATtlFromTheBoundAddressAndExchangesBytes) {
     socket.Send({'h', 'i'});
     char received[2] = {};
     EXPECT_EQ(::recv(peer, received, 2, 0), 2);
-    ::send(peer, "ok", 2, 0);
-    ::closesocket(peer);
+    // The answer comes later: a read that did not block would fail with WSAEWOULDBLOCK.
+    const std::jthread answer([peer] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        ::send(peer, "ok", 2, 0);
+        ::closesocket(peer);
+    });
     EXPECT_EQ(socket.Receive(16), (std::vector<std::uint8_t>{'o', 'k'}));
     EXPECT_TRUE(socket.Receive(16).empty());  // orderly close
 }
@@ -67,6 +108,10 @@ TEST_F(WinSockTest, FailuresCarryTheSocketLayersCodes) {
         closedPort = unused.Port();
     }
     Socket refused(L"127.0.0.1", closedPort);
+    refused.Open();
+    const auto outcome = refused.TryConnect(0, 0);
+    EXPECT_EQ(outcome.status, ConnectOutcome::Status::Failed);
+    EXPECT_EQ(outcome.error, 10061u);
     refused.Open();
     try {
         refused.Connect();
@@ -93,6 +138,46 @@ TEST_F(WinSockTest, FailuresCarryTheSocketLayersCodes) {
     }
 }
 
+TEST_F(WinSockTest, WakeHandleEndsAConnectThatGetsNoAnswer) {
+    SilentPort silent;
+    Event quiet;
+    Event early;
+    early.Signal();
+    Socket socket(L"127.0.0.1", silent.Port());
+    socket.Open();
+    const Shared::Raii::NativeHandle both[] = {quiet.Handle(), early.Handle()};
+    auto outcome = socket.TryConnect(0, 0, both);
+    EXPECT_EQ(outcome.status, ConnectOutcome::Status::Woken);
+    EXPECT_EQ(outcome.wokenIndex, 1u);
+
+    Event late;
+    socket.Open();
+    std::jthread waker([&late] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        late.Signal();
+    });
+    const Shared::Raii::NativeHandle one[] = {late.Handle()};
+    outcome = socket.TryConnect(0, 0, one);
+    waker.join();
+    EXPECT_EQ(outcome.status, ConnectOutcome::Status::Woken);
+    EXPECT_EQ(outcome.wokenIndex, 0u);
+}
+
+TEST_F(WinSockTest, TimeLimitEndsAConnectThatGetsNoAnswer) {
+    SilentPort silent;
+    Event never;
+    const Shared::Raii::NativeHandle wake[] = {never.Handle()};
+    auto& calls = PlatformCalls();
+    const auto socket = calls.OpenStream(silent.Target());
+    const auto start = std::chrono::steady_clock::now();
+    const auto result = calls.Connect(socket, silent.Target(), wake, 300);
+    const auto waited = std::chrono::steady_clock::now() - start;
+    calls.Close(socket);
+    EXPECT_EQ(result.kind, ConnectWaitResult::Kind::TimedOut);
+    EXPECT_GE(waited, std::chrono::milliseconds(250));
+    EXPECT_LT(waited, std::chrono::seconds(2));
+}
+
 TEST_F(WinSockTest, RetryBoundIsSetInSeconds) {
     Socket socket(L"127.0.0.1", 80);
     socket.Open();
@@ -110,29 +195,25 @@ TEST_F(WinSockTest, RetryBoundIsSetInSeconds) {
     }
 }
 
-TEST_F(WinSockTest, ListenerIsSwitchedToReceiveAllAndCloseEndsABlockedRead) {
+TEST_F(WinSockTest, ListenerIsSwitchedToReceiveAllOrLeftUnbound) {
     Shared::WinSock::ICMPListener listener;
     try {
         listener.Bind(L"127.0.0.1");
         EXPECT_FALSE(RunningUnderWine());
+        listener.Close();
     } catch (const WinSockException& e) {
-        // Wine refuses receive-all mode with WSAEOPNOTSUPP; the socket stays open regardless.
+        // Wine refuses receive-all mode with WSAEOPNOTSUPP.
         EXPECT_TRUE(RunningUnderWine());
         EXPECT_EQ(e.Code(), 10045u);
         EXPECT_THAT(e.what(), HasSubstr("WSAIoctl() failed"));
     }
-    std::string failure;
-    std::thread reader([&] {
-        try {
-            listener.ReadNextICMPResponse();
-        } catch (const WinSockException& e) {
-            failure = e.what();
-        }
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    listener.Close();
-    reader.join();
-    EXPECT_THAT(failure, HasSubstr("recvfrom() failed"));
+    try {
+        listener.ReadNextICMPResponse();
+        ADD_FAILURE();
+    } catch (const WinSockException& e) {
+        EXPECT_EQ(e.Code(), 10038u);  // WSAENOTSOCK: no socket is left behind
+        EXPECT_THAT(e.what(), HasSubstr("recvfrom() failed"));
+    }
 }
 
 }  // namespace
