@@ -48,8 +48,9 @@ void ICMPListener::Bind(const std::wstring& address) {
     }
     const auto local = ParseIpv4Strict(address);
     socket_ = calls_.OpenRawIcmp();
-    if (socket_ == kInvalidSocket) {
+    if (!IsValidSocket(socket_)) {
         const auto error = calls_.LastError();
+        socket_ = kInvalidSocket;
         throw WinSockException("socket() failed", error);
     }
     const auto fail = [&](const char* text) {

@@ -35,7 +35,7 @@ Socket& Socket::operator=(Socket&& other) noexcept {
 }
 
 bool Socket::HasHandle() const noexcept {
-    return handle_ != 0 && handle_ != kInvalidSocket;
+    return IsValidSocket(handle_);
 }
 
 void Socket::Open() {

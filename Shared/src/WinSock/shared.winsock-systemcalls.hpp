@@ -16,9 +16,17 @@ namespace Shared::WinSock {
 #if defined(_WIN32)
 using SocketHandle = std::uintptr_t;
 inline constexpr SocketHandle kInvalidSocket = ~SocketHandle{0};
+// Windows never hands out 0; code that reads a zeroed handle must not take it for a socket.
+constexpr bool IsValidSocket(SocketHandle socket) noexcept {
+    return socket != 0 && socket != kInvalidSocket;
+}
 #else
 using SocketHandle = int;
 inline constexpr SocketHandle kInvalidSocket = -1;
+// Descriptor 0 is a socket like any other once standard input has been closed.
+constexpr bool IsValidSocket(SocketHandle socket) noexcept {
+    return socket >= 0;
+}
 #endif
 
 // An IPv4 address in network byte order, as it travels on the wire.
