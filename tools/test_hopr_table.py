@@ -53,6 +53,11 @@ class HopTable(unittest.TestCase):
         titles = [line for line in out.splitlines() if "probes per hop" in line]
         self.assertEqual([title.split()[0] for title in titles], ["first", "second"])
 
+    def test_an_unnamed_test_is_titled_by_its_target(self):
+        status, out, _ = run(json.dumps([result("", [hub(1, "r1.lab", "198.18.1.1")])]))
+        self.assertEqual(status, 0)
+        self.assertEqual(out.splitlines()[0], "target.lab (198.18.5.1), 3 probes per hop")
+
     def test_a_run_without_hops_fails_with_the_reason(self):
         status, out, err = run("[]")
         self.assertEqual((status, out), (1, ""))
