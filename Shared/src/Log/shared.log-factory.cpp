@@ -8,9 +8,9 @@
 #include <spdlog/spdlog.h>
 
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
+#include "Shared/src/Log/shared.log-directory.hpp"
 #include "Shared/src/Log/shared.log-eventlogsink.hpp"
 #include "Shared/src/Log/shared.log-rotatingfilesink.hpp"
-#include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
 
 namespace Log {
@@ -18,10 +18,8 @@ namespace {
 
 spdlog::sink_ptr MakeFileSink(const std::string& fileName, std::uint32_t maxFiles,
                               std::uint32_t maxFileSize) {
-    const auto directory =
-        Shared::Util::ConvertErrorString(Shared::Util::GetCurrentExecutableDirectory());
     return std::make_shared<sinks::rotating_file_sink<std::mutex>>(
-        Shared::Util::JoinPath(directory, fileName), maxFileSize, maxFiles);
+        Shared::Util::JoinPath(LogDirectory(), fileName), maxFileSize, maxFiles);
 }
 
 std::vector<spdlog::sink_ptr> MakeSinks(LoggingMode mode, const std::string& fileName,

@@ -10,7 +10,7 @@
 namespace Log {
 
 // Builds the "default" logger for the mode and installs it as spdlog's default, with a flush
-// every 5 seconds. The file sink writes {executable directory}/{fileName}.
+// every 5 seconds. The file sink writes {LogDirectory()}/{fileName}, creating the directory.
 // Throws "Unsupported LogTarget" for a mode above 5.
 void CreateLogger(LoggingMode mode, spdlog::level::level_enum level, const std::string& fileName,
                   std::uint32_t maxFiles, std::uint32_t maxFileSize);
