@@ -9,6 +9,10 @@ def setUpModule():
     require_root()
 
 
+def hub_hosts(result):
+    return [hub["host"] for hub in result["report"]["hubs"]]
+
+
 class Routes(LabCase):
     def test_a_multipath_default_route_is_a_usable_gateway(self):
         with Lab("--routers", 2, "--multipath") as lab:
@@ -17,7 +21,8 @@ class Routes(LabCase):
                                              "-u", 3, "-l", "n"))
         self.assertEqual(routes.count("default"), 1, routes)
         self.assertIn("nexthop via 198.18.62.1", routes)
-        self.assertEqual(hub_addresses(results[0]), ["198.18.1.1", "198.18.2.1", "198.18.3.1"])
+        # r1 answers from the address of whichever link the probes' adapter is on.
+        self.assertEqual(hub_hosts(results[0]), ["r1.lab", "r2.lab", "target.lab"])
 
     def test_full_tunnel_routes_keep_plain_probes_on_the_physical_path(self):
         tests = [lab_test("target.lab", "plain"),
@@ -27,8 +32,7 @@ class Routes(LabCase):
             results = self.assert_ok(lab.run_json(document(tests, serialised=True), timeout=120))
         self.assertNotIn("198.18.60.2", rules)
         plain, split = results
-        self.assertEqual([hub["host"] for hub in plain["report"]["hubs"]],
-                         ["r1.lab", "r2.lab", "r3.lab", "target.lab"])
+        self.assertEqual(hub_hosts(plain), ["r1.lab", "r2.lab", "r3.lab", "target.lab"])
         self.assertEqual(hub_addresses(split), ["198.18.60.1", "198.19.0.2"])
 
 
