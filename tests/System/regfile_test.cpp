@@ -57,10 +57,12 @@ TEST(RegistryExport, ReadsTypesCaseInsensitivelyAndSkipsMalformedLines) {
 }
 
 TEST(RegistryExport, ReadsUtf16WithBomAndRejectsAFileWithoutHeader) {
-    const std::string text =
-        "Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n\"V\"=\"\xE2\x82\xAC\"\r\n";
+    const std::string text = "Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n"
+                             "\"V\"=\"\xE2\x82\xAC\"\r\n";
     std::string utf16 = "\xFF\xFE";
-    for (const wchar_t c : std::wstring(L"Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n\"V\"=\"\u20AC\"\r\n")) {
+    const std::wstring wide =
+        L"Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n\"V\"=\"\u20AC\"\r\n";
+    for (const wchar_t c : wide) {
         utf16 += static_cast<char>(c & 0xFF);
         utf16 += static_cast<char>((c >> 8) & 0xFF);
     }

@@ -179,7 +179,8 @@ void RegistryExport::ParseKeyLine(std::wstring_view line, std::wstring& currentK
         DeleteKey(*key);
         return;
     }
-    for (auto slash = key->find(L'\\'); slash != std::wstring::npos; slash = key->find(L'\\', slash + 1)) {
+    for (auto slash = key->find(L'\\'); slash != std::wstring::npos;
+         slash = key->find(L'\\', slash + 1)) {
         keys_[key->substr(0, slash)];
     }
     keys_[*key];
