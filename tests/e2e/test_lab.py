@@ -13,14 +13,14 @@ def setUpModule():
     require_root()
 
 
-# In a private mount namespace, /etc becomes an overlay whose hosts file is deleted: the lab
-# then sees a system without one, and the real /etc is never touched.
+# In a private mount namespace, /etc becomes an overlay whose hosts and resolv.conf are deleted:
+# the lab then sees a minimal system without them, and the real /etc is never touched.
 WITHOUT_HOSTS = """
 set -e
 mount -t tmpfs tmpfs "$WORK"
 mkdir "$WORK/upper" "$WORK/work"
 mount -t overlay overlay -o "lowerdir=/etc,upperdir=$WORK/upper,workdir=$WORK/work" /etc
-rm -f /etc/hosts
+rm -f /etc/hosts /etc/resolv.conf
 "$LAB" up "$NAME" --routers 1
 "$LAB" exec "$NAME" "$HOPR" test target.lab -p 80 -r 1 -t 1 -u 3 -l n > "$WORK/result" || true
 "$LAB" down "$NAME"
@@ -29,7 +29,7 @@ cat "$WORK/result"
 
 
 class LabScript(LabCase):
-    def test_a_missing_hosts_file_is_created_so_lab_names_resolve(self):
+    def test_missing_bind_targets_are_created_so_lab_names_resolve(self):
         lab = Lab()
         with tempfile.TemporaryDirectory() as work:
             env = dict(lab.environment(), WORK=work, LAB=LAB, NAME=lab.name,
@@ -38,10 +38,11 @@ class LabScript(LabCase):
                                    WITHOUT_HOSTS], capture_output=True, text=True, env=env,
                                   timeout=120)
         self.assertIn("/etc/hosts is missing; creating it empty", done.stderr)
+        self.assertIn("/etc/resolv.conf is missing; creating it empty", done.stderr)
         results = self.assert_ok(done)
         last = results[0]["report"]["hubs"][-1]
         self.assertEqual((last["address"], last["host"]), ("198.18.2.1", "target.lab"))
-        self.assertTrue(os.path.exists("/etc/hosts"))
+        self.assertTrue(os.path.exists("/etc/hosts") and os.path.exists("/etc/resolv.conf"))
         self.assertEqual(lab.namespaces(), [])
 
     def test_down_ends_the_labs_processes_and_no_other(self):
