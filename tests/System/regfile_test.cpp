@@ -82,6 +82,12 @@ TEST(RegistryExport, CommentsAfterDataAreIgnoredAndAnythingElseAfterItRejectsThe
         "                          ; connected-internal, internal\r\n"
         "  \"Quoted\" = \"a ; b\";c\r\n"
         "\"Binary\"=hex:01,02 ; c\r\n"
+        "\"Bytes\"=hex(4):0a,1,0,80, ; c\r\n"
+        "\"TwoBytes\"=hex(4):0a,00\r\n"
+        "\"Continued\"=hex(4):0a,00,00,00,\\\r\n"
+        "  00\r\n"
+        "\"BinaryJunk\"=hex:01,02 junk\r\n"
+        "\"SpacedBytes\"=hex(4): 0a , 00 ,00,00\r\n"
         "\"TextJunk\"=\"x\" junk\r\n"
         "\"DwordJunk\"=dword:00000006 junk\r\n"
         "\"Upper\"=DWORD:00000007\r\n"
@@ -93,9 +99,13 @@ TEST(RegistryExport, CommentsAfterDataAreIgnoredAndAnythingElseAfterItRejectsThe
     EXPECT_EQ(DwordOf(registry, L"Short"), 5u);
     EXPECT_EQ(TextOf(registry, L"Status"), L"connected");
     EXPECT_EQ(TextOf(registry, L"Quoted"), L"a ; b");
+    EXPECT_EQ(DwordOf(registry, L"Bytes"), 0x8000010au);
     EXPECT_EQ(registry.Find(kKey, L"Binary")->type, RegistryValue::Type::Other);
+    EXPECT_EQ(registry.Find(kKey, L"TwoBytes")->type, RegistryValue::Type::Other);
+    EXPECT_EQ(registry.Find(kKey, L"Continued")->type, RegistryValue::Type::Other);
     for (const auto* rejected :
-         {L"TextJunk", L"DwordJunk", L"Upper", L"Prefixed", L"TooLong", L"Empty"}) {
+         {L"TextJunk", L"DwordJunk", L"Upper", L"Prefixed", L"TooLong", L"Empty", L"SpacedBytes",
+          L"BinaryJunk"}) {
         EXPECT_EQ(registry.Find(kKey, rejected), nullptr) << rejected;
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cwctype>
 #include <optional>
+#include <vector>
 
 #include "Shared/src/Util/shared.util-strings.hpp"
 
@@ -82,6 +83,48 @@ std::optional<std::uint32_t> ReadDword(std::wstring_view digits) {
     return static_cast<std::uint32_t>(std::stoul(std::wstring(digits.substr(0, end)), nullptr, 16));
 }
 
+// "0a,00,00,00": comma-separated bytes of one or two hex digits, as `reg import` takes them.
+std::optional<std::vector<std::uint8_t>> ReadBytes(std::wstring_view text) {
+    std::vector<std::uint8_t> bytes;
+    while (!EndsHere(text)) {
+        const auto end = std::min(text.find_first_not_of(L"0123456789abcdefABCDEF"), text.size());
+        if (end == 0 || end > 2) {
+            return std::nullopt;
+        }
+        const std::wstring digits(text.substr(0, end));
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits, nullptr, 16)));
+        text.remove_prefix(end);
+        if (text.starts_with(L',')) {
+            text.remove_prefix(1);
+        } else if (!EndsHere(text)) {
+            return std::nullopt;
+        }
+    }
+    return bytes;
+}
+
+// hex:... and hex(type):...; hex(4) is REG_DWORD written byte by byte, least significant first.
+// Bytes continued on the next line ("...,\\") make a value of another type, not read here.
+std::optional<RegistryValue> ParseHex(std::wstring_view data) {
+    RegistryValue value;
+    if (data.ends_with(L'\\')) {
+        return value;
+    }
+    const auto colon = data.find(L':');
+    const auto bytes =
+        colon == std::wstring_view::npos ? std::nullopt : ReadBytes(data.substr(colon + 1));
+    if (!bytes) {
+        return std::nullopt;
+    }
+    if (data.substr(0, colon) == L"hex(4)" && bytes->size() == 4) {
+        value.type = RegistryValue::Type::Dword;
+        for (auto byte = bytes->rbegin(); byte != bytes->rend(); ++byte) {
+            value.dword = value.dword << 8 | *byte;
+        }
+    }
+    return value;
+}
+
 std::optional<RegistryValue> ParseData(std::wstring_view data) {
     RegistryValue value;
     if (auto text = ReadQuoted(data)) {
@@ -102,8 +145,7 @@ std::optional<RegistryValue> ParseData(std::wstring_view data) {
         return value;
     }
     if (data.starts_with(L"hex:") || data.starts_with(L"hex(")) {
-        value.type = RegistryValue::Type::Other;
-        return value;
+        return ParseHex(data);
     }
     return std::nullopt;
 }
