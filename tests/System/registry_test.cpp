@@ -3,7 +3,6 @@
 #include "Shared/src/KR/shared.kr-functions.hpp"
 #include "Shared/src/Log/shared.log-settings.hpp"
 #include "Shared/src/System/shared.system-agentsettings.hpp"
-#include "Shared/src/System/shared.system-regfile.hpp"
 #include "Shared/src/System/shared.system-registry.hpp"
 #include "support/scoped_registry.hpp"
 
@@ -13,44 +12,6 @@ using namespace Shared::System;
 
 constexpr const char* kAgent = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n";
 constexpr const char* kConfig = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia\\Config]\r\n";
-
-TEST(RegistryExport, ReadsTypesCaseInsensitivelyAndSkipsMalformedLines) {
-    const auto registry = RegistryExport::Parse(
-        "REGEDIT4\n"
-        "; a comment\n"
-        "[hkey_local_machine\\Software\\VELMORA\\Orvia]\n"
-        "\"Count\"=dword:0000000a\n"
-        "\"Name\"=\"say \\\"hi\\\" \\\\ bye\"\n"
-        "\"Binary\"=hex:01,02\n"
-        "\"Broken\"=dword:xyz\n"
-        "this line is nonsense\n"
-        "[HKEY_CURRENT_USER\\Software\\Velmora\\Orvia]\n"
-        "\"Other\"=dword:00000001\n");
-    const auto* count = registry.Find(L"SOFTWARE\\Velmora\\Orvia", L"count");
-    ASSERT_NE(count, nullptr);
-    EXPECT_EQ(count->type, RegistryValue::Type::Dword);
-    EXPECT_EQ(count->dword, 10u);
-    ASSERT_NE(registry.Find(L"software\\velmora\\orvia", L"NAME"), nullptr);
-    EXPECT_EQ(registry.Find(L"software\\velmora\\orvia", L"NAME")->text, L"say \"hi\" \\ bye");
-    EXPECT_EQ(registry.Find(L"SOFTWARE\\Velmora\\Orvia", L"Binary")->type,
-              RegistryValue::Type::Other);
-    EXPECT_EQ(registry.Find(L"SOFTWARE\\Velmora\\Orvia", L"Broken"), nullptr);
-    EXPECT_EQ(registry.Find(L"SOFTWARE\\Velmora\\Orvia", L"Other"), nullptr);
-}
-
-TEST(RegistryExport, ReadsUtf16WithBomAndRejectsAFileWithoutHeader) {
-    const std::string text =
-        "Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n\"V\"=\"\xE2\x82\xAC\"\r\n";
-    std::string utf16 = "\xFF\xFE";
-    for (const wchar_t c : std::wstring(L"Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n\"V\"=\"\u20AC\"\r\n")) {
-        utf16 += static_cast<char>(c & 0xFF);
-        utf16 += static_cast<char>((c >> 8) & 0xFF);
-    }
-    EXPECT_EQ(RegistryExport::Parse(utf16).Find(L"K", L"V")->text, L"\u20AC");
-    EXPECT_EQ(RegistryExport::Parse(text).Find(L"K", L"V")->text, L"\u20AC");
-    EXPECT_EQ(RegistryExport::Parse("[HKEY_LOCAL_MACHINE\\K]\n\"V\"=\"x\"\n").Find(L"K", L"V"),
-              nullptr);
-}
 
 TEST(AgentSettings, WrongTypesReadAsAbsentAndDefaultsApply) {
     {
@@ -72,6 +33,19 @@ TEST(AgentSettings, WrongTypesReadAsAbsentAndDefaultsApply) {
         EXPECT_EQ(AgentSettings::ConnectionTimeoutOverride(), 7u);
         EXPECT_EQ(AgentSettings::DnsResolutionTimeoutMs(), 500u);
     }
+}
+
+TEST(Registry, ParentKeysExistAndCommentsAfterValuesAreIgnored) {
+    const ScopedRegistry registry(
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Quillon Agent\\Orvia]\r\n"
+        "\"tunnel-status\"=\"connected\"    ; disconnected, connected, ...\r\n"
+        "\"dns-resolution-timeout\"=dword:00003a98 ; ms\r\n");
+    EXPECT_TRUE(RegistryKeyExists(AgentSettings::kAccessAgentKey));
+    EXPECT_TRUE(RegistryKeyExists(L"SOFTWARE\\Velmora"));
+    EXPECT_FALSE(RegistryKeyExists(L"SOFTWARE\\Velmora\\Quillon"));
+    const auto key = AgentSettings::kAccessAgentKey + L"\\Orvia";
+    EXPECT_EQ(ReadRegistryString(key, L"tunnel-status"), L"connected");
+    EXPECT_EQ(ReadRegistryDword(key, L"dns-resolution-timeout"), 15000u);
 }
 
 TEST(LoggingSettings, LevelAndTargetWords) {

@@ -3,6 +3,7 @@
 import itertools
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -22,6 +23,31 @@ def require_root():
         raise RuntimeError("lab tests must run as root in CI")
     print("skipped: lab tests need root (network namespaces, raw sockets)")
     sys.exit(77)
+
+
+def start_time(pid):
+    """The process's start time in clock ticks (with the pid, it names one process); None once it
+    has ended, also while its zombie waits to be reaped."""
+    try:
+        with open(f"/proc/{pid}/stat", encoding="utf-8") as f:
+            fields = f.read().rsplit(")", 1)[1].split()
+    except OSError:
+        return None
+    return None if fields[0] == "Z" else fields[19]
+
+
+def processes_in(namespaces):
+    """(pid, start time) of every process in these network namespaces."""
+    found = set()
+    for namespace in namespaces:
+        pids = subprocess.run(["ip", "netns", "pids", namespace], capture_output=True,
+                              text=True).stdout.split()
+        found.update((pid, start_time(pid)) for pid in pids)
+    return {(pid, started) for pid, started in found if started is not None}
+
+
+def survivors(processes):
+    return [pid for pid, started in processes if start_time(pid) == started]
 
 
 def hub_addresses(result):
@@ -46,10 +72,20 @@ class Lab:
         return self
 
     def __exit__(self, *_):
+        processes = processes_in(self.namespaces())
         subprocess.run([LAB, "down", self.name], check=True)
-        left = subprocess.run(["ip", "netns", "list"], capture_output=True, text=True).stdout
-        assert self.name not in left, f"namespaces left behind: {left}"
+        left = self.namespaces()
         shutil.rmtree(self.directory, ignore_errors=True)
+        assert not left, f"namespaces left behind: {left}"
+        outliving = survivors(processes)
+        assert not outliving, f"processes outlived the lab: {outliving}"
+
+    def namespaces(self):
+        """The lab's namespaces: the client, routers, target and tunnel router."""
+        listed = subprocess.run(["ip", "netns", "list"], capture_output=True, text=True).stdout
+        own = re.compile(re.escape(self.name) + r"(c|t|r\d+|u\d+)")
+        return [line.split()[0] for line in listed.splitlines()
+                if own.fullmatch(line.split()[0])]
 
     def write_registry(self, body):
         with open(self.registry, "w", encoding="utf-8") as f:
@@ -62,6 +98,11 @@ class Lab:
 
     def command(self, *arguments):
         return ["ip", "netns", "exec", f"{self.name}c", self.binary, *map(str, arguments)]
+
+    def client_ip(self, *arguments):
+        """What `ip` shows of the client namespace, e.g. client_ip("route")."""
+        return subprocess.run(["ip", "-n", f"{self.name}c", *arguments], check=True,
+                              capture_output=True, text=True).stdout
 
     def run(self, *arguments, stdin=None, timeout=300):
         return subprocess.run(self.command(*arguments), input=stdin, capture_output=True,

@@ -1,14 +1,14 @@
 #include "Shared/src/System/shared.system-regfile.hpp"
 
+#include <algorithm>
 #include <cwctype>
 #include <optional>
+#include <vector>
 
 #include "Shared/src/Util/shared.util-strings.hpp"
 
 namespace Shared::System {
 namespace {
-
-constexpr std::wstring_view kHive = L"HKEY_LOCAL_MACHINE\\";
 
 std::wstring Lower(std::wstring_view text) {
     std::wstring lower(text);
@@ -43,50 +43,123 @@ std::wstring DecodeText(std::string_view bytes) {
     return Shared::Util::ConvertStringType(bytes);
 }
 
-// Reads a quoted string starting at text[0] == '"'; advances `text` past the closing quote.
+// Reads a quoted string starting at text[0] == '"', unescaping as `reg import` does; advances
+// `text` past the closing quote.
 std::optional<std::wstring> ReadQuoted(std::wstring_view& text) {
     if (text.empty() || text.front() != L'"') {
         return std::nullopt;
     }
     std::wstring value;
     for (std::size_t i = 1; i < text.size(); ++i) {
-        if (text[i] == L'\\' && i + 1 < text.size()) {
-            value += text[++i];
-        } else if (text[i] == L'"') {
+        if (text[i] == L'"') {
             text.remove_prefix(i + 1);
             return value;
-        } else {
-            value += text[i];
         }
+        if (text[i] != L'\\' || i + 1 == text.size()) {
+            value += text[i];
+            continue;
+        }
+        const auto escaped = text[++i];
+        if (escaped == L'0') {
+            return std::nullopt;
+        }
+        value += escaped == L'n' ? L'\n' : escaped == L'r' ? L'\r' : escaped;
     }
     return std::nullopt;
 }
 
+// What may follow a value's data: nothing, or a comment.
+bool EndsHere(std::wstring_view rest) {
+    rest = Trim(rest);
+    return rest.empty() || rest.front() == L';';
+}
+
+std::optional<std::uint32_t> ReadDword(std::wstring_view digits) {
+    digits = Trim(digits);
+    const auto end = std::min(digits.find_first_not_of(L"0123456789abcdefABCDEF"), digits.size());
+    if (end == 0 || end > 8 || !EndsHere(digits.substr(end))) {
+        return std::nullopt;
+    }
+    return static_cast<std::uint32_t>(std::stoul(std::wstring(digits.substr(0, end)), nullptr, 16));
+}
+
+// "0a,00,00,00": comma-separated bytes of one or two hex digits, as `reg import` takes them.
+std::optional<std::vector<std::uint8_t>> ReadBytes(std::wstring_view text) {
+    std::vector<std::uint8_t> bytes;
+    while (!EndsHere(text)) {
+        const auto end = std::min(text.find_first_not_of(L"0123456789abcdefABCDEF"), text.size());
+        if (end == 0 || end > 2) {
+            return std::nullopt;
+        }
+        const std::wstring digits(text.substr(0, end));
+        bytes.push_back(static_cast<std::uint8_t>(std::stoul(digits, nullptr, 16)));
+        text.remove_prefix(end);
+        if (text.starts_with(L',')) {
+            text.remove_prefix(1);
+        } else if (!EndsHere(text)) {
+            return std::nullopt;
+        }
+    }
+    return bytes;
+}
+
+// hex:... and hex(type):...; hex(4) is REG_DWORD written byte by byte, least significant first.
+// Bytes continued on the next line ("...,\\") make a value of another type, not read here.
+std::optional<RegistryValue> ParseHex(std::wstring_view data) {
+    RegistryValue value;
+    if (data.ends_with(L'\\')) {
+        return value;
+    }
+    const auto colon = data.find(L':');
+    const auto bytes =
+        colon == std::wstring_view::npos ? std::nullopt : ReadBytes(data.substr(colon + 1));
+    if (!bytes) {
+        return std::nullopt;
+    }
+    if (data.substr(0, colon) == L"hex(4)" && bytes->size() == 4) {
+        value.type = RegistryValue::Type::Dword;
+        for (auto byte = bytes->rbegin(); byte != bytes->rend(); ++byte) {
+            value.dword = value.dword << 8 | *byte;
+        }
+    }
+    return value;
+}
+
 std::optional<RegistryValue> ParseData(std::wstring_view data) {
     RegistryValue value;
-    if (!data.empty() && data.front() == L'"') {
-        auto text = ReadQuoted(data);
-        if (!text || !Trim(data).empty()) {
+    if (auto text = ReadQuoted(data)) {
+        if (!EndsHere(data)) {
             return std::nullopt;
         }
         value.type = RegistryValue::Type::String;
         value.text = std::move(*text);
         return value;
     }
-    const auto lower = Lower(data);
-    if (lower.starts_with(L"dword:")) {
-        const auto digits = lower.substr(6);
-        if (digits.empty() || digits.size() > 8 ||
-            digits.find_first_not_of(L"0123456789abcdef") != std::wstring::npos) {
+    if (data.starts_with(L"dword:")) {
+        const auto dword = ReadDword(data.substr(6));
+        if (!dword) {
             return std::nullopt;
         }
         value.type = RegistryValue::Type::Dword;
-        value.dword = static_cast<std::uint32_t>(std::stoul(digits, nullptr, 16));
+        value.dword = *dword;
         return value;
     }
-    if (lower.starts_with(L"hex")) {
-        value.type = RegistryValue::Type::Other;
-        return value;
+    if (data.starts_with(L"hex:") || data.starts_with(L"hex(")) {
+        return ParseHex(data);
+    }
+    return std::nullopt;
+}
+
+// The key path below HKEY_LOCAL_MACHINE, lower-cased; nothing for another hive.
+std::optional<std::wstring> MachineKey(std::wstring_view path) {
+    for (const std::wstring_view hive : {L"hkey_local_machine\\", L"hklm\\"}) {
+        if (Lower(path.substr(0, hive.size())) == hive) {
+            auto key = Lower(path.substr(hive.size()));
+            if (key.ends_with(L'\\')) {
+                key.pop_back();
+            }
+            return key;
+        }
     }
     return std::nullopt;
 }
@@ -121,34 +194,55 @@ RegistryExport RegistryExport::Parse(std::string_view bytes) {
             }
             continue;
         }
-        result.ParseLine(line, currentKey);
+        if (line.front() == L'[') {
+            result.ParseKeyLine(line, currentKey);
+        } else if (!currentKey.empty()) {
+            result.ParseValueLine(line, currentKey);
+        }
     }
     return result;
 }
 
-void RegistryExport::ParseLine(std::wstring_view line, std::wstring& currentKey) {
-    if (line.front() == L'[') {
-        currentKey.clear();
-        if (line.back() != L']') {
-            return;
-        }
-        auto path = line.substr(1, line.size() - 2);
-        if (Lower(path.substr(0, kHive.size())) != Lower(kHive)) {
-            return;  // another hive, or a deletion "[-...]": not ours to read
-        }
-        currentKey = Lower(path.substr(kHive.size()));
-        keys_[currentKey];
+// Like an import, a key brings its parents into being, and "[-key]" deletes it with its subkeys.
+// A line without its closing bracket is ignored and leaves the current key as it was.
+void RegistryExport::ParseKeyLine(std::wstring_view line, std::wstring& currentKey) {
+    const auto close = line.rfind(L']');
+    if (close == std::wstring_view::npos) {
         return;
     }
-    if (currentKey.empty()) {
+    auto path = line.substr(1, close - 1);
+    const bool deletion = path.starts_with(L'-');
+    auto key = MachineKey(deletion ? path.substr(1) : path);
+    currentKey.clear();
+    if (!key || key->empty()) {
         return;
     }
+    if (deletion) {
+        DeleteKey(*key);
+        return;
+    }
+    for (auto slash = key->find(L'\\'); slash != std::wstring::npos;
+         slash = key->find(L'\\', slash + 1)) {
+        keys_[key->substr(0, slash)];
+    }
+    keys_[*key];
+    currentKey = std::move(*key);
+}
+
+void RegistryExport::DeleteKey(const std::wstring& key) {
+    const auto subkeys = key + L'\\';
+    std::erase_if(keys_, [&](const auto& entry) {
+        return entry.first == key || entry.first.starts_with(subkeys);
+    });
+}
+
+void RegistryExport::ParseValueLine(std::wstring_view line, const std::wstring& currentKey) {
     std::wstring name;
     auto rest = line;
     if (rest.front() == L'@') {
         rest.remove_prefix(1);
     } else if (auto quoted = ReadQuoted(rest)) {
-        name = std::move(*quoted);
+        name = Lower(*quoted);
     } else {
         return;
     }
@@ -156,8 +250,12 @@ void RegistryExport::ParseLine(std::wstring_view line, std::wstring& currentKey)
     if (rest.empty() || rest.front() != L'=') {
         return;
     }
-    if (auto value = ParseData(Trim(rest.substr(1)))) {
-        keys_[currentKey][Lower(name)] = std::move(*value);
+    const auto data = Trim(rest.substr(1));
+    auto& values = keys_[currentKey];
+    if (data.starts_with(L'-') && EndsHere(data.substr(1))) {
+        values.erase(name);
+    } else if (auto value = ParseData(data)) {
+        values[name] = std::move(*value);
     }
 }
 

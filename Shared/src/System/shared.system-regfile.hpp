@@ -4,9 +4,11 @@
 //   Windows Registry Editor Version 5.00
 //   [HKEY_LOCAL_MACHINE\SOFTWARE\Velmora\Orvia]
 //   "HostResolutionWorkerCount"=dword:00000002
-//   "tunnel-status"="connected"
+//   "tunnel-status"="connected"    ; a comment
 //
-// Keys and value names compare case-insensitively. Malformed lines are skipped.
+// Read as `reg import` reads it: keys and value names compare case-insensitively, a key's
+// parents exist with it, deletions ("[-key]", "name"=-) apply in order, malformed lines are
+// skipped.
 
 #include <cstdint>
 #include <map>
@@ -32,7 +34,9 @@ public:
     bool HasKey(std::wstring_view key) const;
 
 private:
-    void ParseLine(std::wstring_view line, std::wstring& currentKey);
+    void ParseKeyLine(std::wstring_view line, std::wstring& currentKey);
+    void ParseValueLine(std::wstring_view line, const std::wstring& currentKey);
+    void DeleteKey(const std::wstring& key);
 
     std::map<std::wstring, std::map<std::wstring, RegistryValue>> keys_;
 };
