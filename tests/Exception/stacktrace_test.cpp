@@ -1,0 +1,108 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Shared/src/Exception/shared.exception-baseexception.hpp"
+#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+
+namespace {
+
+using namespace Shared::Exception;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+constexpr int kFailLine = __LINE__ + 2;
+[[gnu::noinline]] void FailInNamedFunction() {
+    throw RuntimeError("named failure");
+}
+
+[[gnu::noinline]] void FailWithCode() {
+    throw Win32Exception("op failed", 2);
+}
+
+template <typename Exception, typename Throw>
+Exception Caught(Throw fail) {
+    try {
+        fail();
+    } catch (const Exception& e) {
+        return e;
+    }
+    throw std::logic_error("nothing was thrown");
+}
+
+TEST(StackTrace, CaptureLeavesItselfOutAndStartsAtTheCaller) {
+    const auto trace = Symbolise(CaptureStack());
+    ASSERT_FALSE(trace.empty());
+    EXPECT_THAT(trace.front().description, HasSubstr("TestBody"));
+}
+
+TEST(StackTrace, RenderedTextNamesTheThrowingFunctionAndItsLine) {
+    const std::string text = Caught<RuntimeError>(FailInNamedFunction).what();
+    const auto frame = text.find("FailInNamedFunction\n\tSource file: ");
+    ASSERT_NE(frame, std::string::npos) << text;
+    const auto block = text.substr(frame, text.find("\t---", frame) - frame);
+    EXPECT_THAT(block, EndsWith("stacktrace_test.cpp:" + std::to_string(kFailLine) + "\n"));
+}
+
+TEST(StackTrace, ThrowingSymbolisesNothingAndTheFirstReadSymbolisesOnce) {
+    const auto before = SymbolisedStacks();
+    const auto plain = Caught<RuntimeError>(FailInNamedFunction);
+    const auto coded = Caught<Win32Exception>(FailWithCode);
+    EXPECT_EQ(SymbolisedStacks(), before);
+
+    const std::string first = plain.what();
+    EXPECT_EQ(SymbolisedStacks(), before + 1);
+    const RuntimeError copy = plain;
+    EXPECT_EQ(plain.what(), first);
+    EXPECT_EQ(copy.what(), first);
+
+    const std::string coded_text = coded.what();
+    EXPECT_EQ(coded.what(), coded_text);
+    EXPECT_THAT(coded_text, HasSubstr("FailWithCode\n"));
+    EXPECT_EQ(SymbolisedStacks(), before + 2);
+}
+
+TEST(StackTrace, ReadersOnManyThreadsShareOneText) {
+    const auto shared = Caught<RuntimeError>(FailInNamedFunction);
+    std::vector<std::string> seen(8);
+    std::vector<std::string> own(seen.size());
+    std::vector<std::thread> readers;
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        readers.emplace_back([&, i] {
+            seen[i] = shared.what();
+            own[i] = Caught<Win32Exception>(FailWithCode).what();
+        });
+    }
+    for (auto& reader : readers) {
+        reader.join();
+    }
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        EXPECT_EQ(seen[i], shared.what());
+        EXPECT_THAT(own[i], HasSubstr("FailWithCode\n"));
+    }
+}
+
+TEST(StackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
+    const StackTrace worker = {{"Worker()", "w.cpp", 12}};
+    for (const char* outer : {"__tmainCRTStartup", "mainCRTStartup", "_threadstartex",
+                              "BaseThreadInitThunk", "RtlUserThreadStart", "__libc_start_main"}) {
+        auto trace = worker;
+        trace.push_back({outer, "", 0});
+        trace.push_back({"beyond()", "b.cpp", 1});
+        EXPECT_EQ(RenderStackTrace(trace), RenderStackTrace(worker)) << outer;
+    }
+    const std::string fromMain = Caught<RuntimeError>(FailInNamedFunction).what();
+    EXPECT_THAT(fromMain, Not(HasSubstr("CRTStartup")));
+    std::string fromThread;
+    std::thread([&] { fromThread = Caught<RuntimeError>(FailInNamedFunction).what(); }).join();
+    EXPECT_THAT(fromThread, HasSubstr("FailInNamedFunction\n"));
+    EXPECT_THAT(fromThread, Not(HasSubstr("BaseThreadInitThunk")));
+    EXPECT_THAT(fromThread, Not(HasSubstr("RtlUserThreadStart")));
+}
+
+}  // namespace
