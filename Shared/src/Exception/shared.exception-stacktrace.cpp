@@ -10,8 +10,9 @@
 namespace Shared::Exception {
 namespace {
 
-// Frames of the C runtime's start-up and thread-start code; they and everything outside them
-// are noise. "mainCRTStartup" and "_threadstartex" are mingw's, the rest Windows' and glibc's.
+// Start-up and thread-start frames; they and everything outside them are noise. Besides the
+// Microsoft C runtime's and glibc's: mingw's (__tmainCRTStartup, mainCRTStartup), msvcrt's
+// thread start behind _beginthreadex, and the system's thread thunks.
 constexpr std::array<std::string_view, 10> kStartupFrames = {
     "invoke_main",         "ucrtbase",          "__scrt_common_main_seh", "__libc_start_call_main",
     "__libc_start_main",   "_start",            "mainCRTStartup",         "_threadstartex",
