@@ -3,7 +3,9 @@
 
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
@@ -23,6 +25,19 @@ constexpr int kFailLine = __LINE__ + 2;
 
 [[gnu::noinline]] void FailWithCode() {
     throw Win32Exception("op failed", 2);
+}
+
+template <int N>
+struct PaddingTypeWhoseNameMakesTheSymbolLong {};
+
+template <typename... Padding>
+[[gnu::noinline]] void FailInLongNamedFunction() {
+    throw RuntimeError("long name");
+}
+
+template <int... N>
+void FailInLongNamedFunctionFor(std::integer_sequence<int, N...>) {
+    FailInLongNamedFunction<PaddingTypeWhoseNameMakesTheSymbolLong<N>...>();
 }
 
 template <typename Exception, typename Throw>
@@ -47,6 +62,21 @@ TEST(StackTrace, RenderedTextNamesTheThrowingFunctionAndItsLine) {
     ASSERT_NE(frame, std::string::npos) << text;
     const auto block = text.substr(frame, text.find("\t---", frame) - frame);
     EXPECT_THAT(block, EndsWith("stacktrace_test.cpp:" + std::to_string(kFailLine) + "\n"));
+}
+
+// Far longer than the name buffer of the Windows lookup.
+TEST(StackTrace, LongSymbolNamesKeepTheTextWellFormed) {
+    const std::string text = Caught<RuntimeError>([] {
+        FailInLongNamedFunctionFor(std::make_integer_sequence<int, 60>{});
+    }).what();
+    EXPECT_EQ(text.find('\0'), std::string::npos);
+    const auto frame = text.find("\tFrame: FailInLongNamedFunction<");
+    ASSERT_NE(frame, std::string::npos) << text;
+    const auto end = text.find('\n', frame);
+    EXPECT_GT(end - frame, 1000u);
+    const auto next = std::string_view(text).substr(end);
+    EXPECT_TRUE(next.starts_with("\n\tSource file: ") || next.starts_with("\n\t---"))
+        << text.substr(end, 40);
 }
 
 TEST(StackTrace, ThrowingSymbolisesNothingAndTheFirstReadSymbolisesOnce) {
