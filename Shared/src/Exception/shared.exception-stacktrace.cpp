@@ -11,11 +11,12 @@ namespace Shared::Exception {
 namespace {
 
 // Start-up and thread-start frames; they and everything outside them are noise. Besides the
-// Microsoft C runtime's and glibc's: mingw's (__tmainCRTStartup, mainCRTStartup), msvcrt's
-// thread start behind _beginthreadex, and the system's thread thunks.
-constexpr std::array<std::string_view, 10> kStartupFrames = {
-    "invoke_main",         "ucrtbase",          "__scrt_common_main_seh", "__libc_start_call_main",
-    "__libc_start_main",   "_start",            "mainCRTStartup",         "_threadstartex",
+// Microsoft C runtime's and glibc's: mingw's (__tmainCRTStartup, mainCRTStartup), the C
+// runtime's thread start behind _beginthreadex, and the system's thread thunks.
+constexpr std::array<std::string_view, 11> kStartupFrames = {
+    "invoke_main", "ucrtbase", "__scrt_common_main_seh",
+    "__libc_start_call_main", "__libc_start_main", "_start",
+    "mainCRTStartup", "_threadstartex", "_beginthreadex",
     "BaseThreadInitThunk", "RtlUserThreadStart"};
 
 std::atomic<std::size_t> symbolisedStacks{0};
@@ -55,6 +56,11 @@ std::string RenderStackTrace(const StackTrace& trace) {
             text += fmt::format(
                 "\tFrame: {}\n\tSource file: {}:{}\n\t------------------------------------\n",
                 frame.description, frame.sourceFile, frame.sourceLine);
+        }
+        // Whatever called main is start-up code, nameless where the C runtime has no debug
+        // information (mingw's).
+        if (frame.description == "main") {
+            break;
         }
     }
     return text;
