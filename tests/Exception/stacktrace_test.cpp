@@ -50,13 +50,13 @@ Exception Caught(Throw fail) {
     throw std::logic_error("nothing was thrown");
 }
 
-TEST(StackTrace, CaptureLeavesItselfOutAndStartsAtTheCaller) {
+TEST(ExceptionStackTrace, CaptureLeavesItselfOutAndStartsAtTheCaller) {
     const auto trace = Symbolise(CaptureStack());
     ASSERT_FALSE(trace.empty());
     EXPECT_THAT(trace.front().description, HasSubstr("TestBody"));
 }
 
-TEST(StackTrace, RenderedTextNamesTheThrowingFunctionAndItsLine) {
+TEST(ExceptionStackTrace, RenderedTextNamesTheThrowingFunctionAndItsLine) {
     const std::string text = Caught<RuntimeError>(FailInNamedFunction).what();
     const auto frame = text.find("FailInNamedFunction\n\tSource file: ");
     ASSERT_NE(frame, std::string::npos) << text;
@@ -65,7 +65,7 @@ TEST(StackTrace, RenderedTextNamesTheThrowingFunctionAndItsLine) {
 }
 
 // Longer than the name buffer of the Windows lookup (and short of what Wine's DWARF reader takes).
-TEST(StackTrace, LongSymbolNamesKeepTheTextWellFormed) {
+TEST(ExceptionStackTrace, LongSymbolNamesKeepTheTextWellFormed) {
     const std::string text = Caught<RuntimeError>([] {
         FailInLongNamedFunctionFor(std::make_integer_sequence<int, 28>{});
     }).what();
@@ -79,7 +79,7 @@ TEST(StackTrace, LongSymbolNamesKeepTheTextWellFormed) {
         << text.substr(end, 40);
 }
 
-TEST(StackTrace, ThrowingSymbolisesNothingAndTheFirstReadSymbolisesOnce) {
+TEST(ExceptionStackTrace, ThrowingSymbolisesNothingAndTheFirstReadSymbolisesOnce) {
     const auto before = SymbolisedStacks();
     const auto plain = Caught<RuntimeError>(FailInNamedFunction);
     const auto coded = Caught<Win32Exception>(FailWithCode);
@@ -97,7 +97,7 @@ TEST(StackTrace, ThrowingSymbolisesNothingAndTheFirstReadSymbolisesOnce) {
     EXPECT_EQ(SymbolisedStacks(), before + 2);
 }
 
-TEST(StackTrace, ReadersOnManyThreadsShareOneText) {
+TEST(ExceptionStackTrace, ReadersOnManyThreadsShareOneText) {
     const auto shared = Caught<RuntimeError>(FailInNamedFunction);
     std::vector<std::string> seen(8);
     std::vector<std::string> own(seen.size());
@@ -117,7 +117,7 @@ TEST(StackTrace, ReadersOnManyThreadsShareOneText) {
     }
 }
 
-TEST(StackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
+TEST(ExceptionStackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
     const StackTrace worker = {{"Worker()", "w.cpp", 12}};
     for (const char* outer :
          {"__tmainCRTStartup", "mainCRTStartup", "_threadstartex", "_beginthreadex_trampoline",
