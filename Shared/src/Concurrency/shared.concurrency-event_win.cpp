@@ -9,9 +9,10 @@
 namespace Shared::Concurrency {
 namespace {
 
+// The code is read before the throw allocates the exception, which may overwrite it.
 [[noreturn]] void ThrowLastError(const char* message) {
-    throw Shared::Exception::Win32Exception(message,
-                                            static_cast<std::uint32_t>(::GetLastError()));
+    const auto error = static_cast<std::uint32_t>(::GetLastError());
+    throw Shared::Exception::Win32Exception(message, error);
 }
 
 }  // namespace

@@ -15,8 +15,8 @@ unsigned long WaitMany(const std::vector<NativeHandle>& handles, bool waitAll,
         ::WaitForMultipleObjectsEx(static_cast<DWORD>(handles.size()), handles.data(),
                                    waitAll ? TRUE : FALSE, timeoutMs, alertable ? TRUE : FALSE);
     if (result == WAIT_FAILED) {
-        throw Shared::Exception::Win32Exception(failureText,
-                                                static_cast<std::uint32_t>(::GetLastError()));
+        const auto error = static_cast<std::uint32_t>(::GetLastError());
+        throw Shared::Exception::Win32Exception(failureText, error);
     }
     return result;
 }

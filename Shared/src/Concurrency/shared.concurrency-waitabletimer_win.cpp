@@ -9,8 +9,8 @@ namespace Shared::Concurrency {
 void WaitableTimer::InternalCreateTimer(bool manualReset, bool /*named*/) {
     const HANDLE timer = ::CreateWaitableTimerW(nullptr, manualReset ? TRUE : FALSE, nullptr);
     if (timer == nullptr) {
-        throw Shared::Exception::Win32Exception("Failed to create waitable timer",
-                                                static_cast<std::uint32_t>(::GetLastError()));
+        const auto error = static_cast<std::uint32_t>(::GetLastError());
+        throw Shared::Exception::Win32Exception("Failed to create waitable timer", error);
     }
     handle_ = Shared::Raii::Win32Handle(timer);
 }
@@ -20,8 +20,8 @@ void WaitableTimer::InternalSetTimer(std::int64_t ms, std::uint32_t periodMs) {
     dueTime.QuadPart = ms * -10000;  // 100 ns units; negative means relative to now
     if (!::SetWaitableTimer(handle_.Get(), &dueTime, static_cast<LONG>(periodMs), nullptr,
                             nullptr, FALSE)) {
-        throw Shared::Exception::Win32Exception("Failed to set timer",
-                                                static_cast<std::uint32_t>(::GetLastError()));
+        const auto error = static_cast<std::uint32_t>(::GetLastError());
+        throw Shared::Exception::Win32Exception("Failed to set timer", error);
     }
 }
 

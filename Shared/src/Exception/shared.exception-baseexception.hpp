@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "Shared/src/Exception/shared.exception-deferredtext.hpp"
 #include "Shared/src/Exception/shared.exception-sourcelocation.hpp"
 #include "Shared/src/Exception/shared.exception-stacktrace.hpp"
 
@@ -22,8 +23,19 @@ class BaseException : public StdException {
 public:
     explicit BaseException(const std::string& message,
                            const std::source_location& where = std::source_location::current())
-        : StdException(
-              ComposeLocationForm(message, SourceLocation::From(where), CaptureStackTrace())) {}
+        : StdException(message),
+          text_([message, where, stack = CaptureStack()] {
+              return ComposeLocationForm(message, SourceLocation::From(where), Symbolise(stack));
+          }) {}
+
+    // The composed text; the plain message if composing it failed.
+    const char* what() const noexcept override {
+        const char* text = text_.Read();
+        return *text != '\0' ? text : StdException::what();
+    }
+
+private:
+    DeferredText text_;
 };
 
 using RuntimeError = BaseException<std::runtime_error, D>;

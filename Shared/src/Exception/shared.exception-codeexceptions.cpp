@@ -21,9 +21,9 @@ std::string Header(const SourceLocation& where, const char* message) {
 }
 
 std::string ComposeOrThrow(Form form, const char* message, std::uint32_t code,
-                           const std::source_location& location) {
+                           const std::source_location& location, const CapturedStack& stack) {
     const auto where = SourceLocation::From(location);
-    const auto trace = RenderStackTrace(CaptureStackTrace());
+    const auto trace = RenderStackTrace(Symbolise(stack));
     switch (form) {
         case Form::Win32:
             if (code == 0) {
@@ -49,16 +49,23 @@ std::string ComposeOrThrow(Form form, const char* message, std::uint32_t code,
     return {};
 }
 
-}  // namespace
-
 std::string Compose(Form form, const char* message, std::uint32_t code,
-                    const std::source_location& where) noexcept {
+                    const std::source_location& where, const CapturedStack& stack) noexcept {
     try {
-        return ComposeOrThrow(form, message, code, where);
+        return ComposeOrThrow(form, message, code, where, stack);
     } catch (...) {
         return "Failed to convert error code";
     }
 }
+
+}  // namespace
+
+CodeException::CodeException(Form form, const char* message, std::uint32_t code,
+                             const std::source_location& where)
+    : code_(code),
+      text_([form, message = std::string(message), code, where, stack = CaptureStack()] {
+          return Compose(form, message.c_str(), code, where, stack);
+      }) {}
 
 }  // namespace detail
 

@@ -1,37 +1,35 @@
 #pragma once
-// Exceptions that carry an operating-system code. Each composes its full text once, when
-// constructed: location header, the system's text for the code, the stack trace, a hint.
+// Exceptions that carry an operating-system code. The text (location header, the system's text
+// for the code, the stack trace, a hint) is composed when it is first read.
 
 #include <cstdint>
 #include <exception>
 #include <source_location>
 #include <string>
 
+#include "Shared/src/Exception/shared.exception-deferredtext.hpp"
 #include "Shared/src/Exception/shared.exception-errortext.hpp"
 
 namespace Shared::Exception {
 
 namespace detail {
 
+enum class Form { Win32, WinSock, NtStatus, Com };
+
 class CodeException : public std::exception {
 public:
-    const char* what() const noexcept override { return composed_.c_str(); }
+    // A failing composition reads "Failed to convert error code".
+    const char* what() const noexcept override { return text_.Read(); }
     std::uint32_t Code() const noexcept { return code_; }
 
 protected:
-    CodeException(std::uint32_t code, std::string composed)
-        : code_(code), composed_(std::move(composed)) {}
+    CodeException(Form form, const char* message, std::uint32_t code,
+                  const std::source_location& where);
 
 private:
     std::uint32_t code_;
-    std::string composed_;
+    DeferredText text_;
 };
-
-enum class Form { Win32, WinSock, NtStatus, Com };
-
-// Never throws: a failing composition gives "Failed to convert error code".
-std::string Compose(Form form, const char* message, std::uint32_t code,
-                    const std::source_location& where) noexcept;
 
 }  // namespace detail
 
@@ -39,21 +37,21 @@ class Win32Exception : public detail::CodeException {
 public:
     Win32Exception(const char* message, std::uint32_t code,
                    const std::source_location& where = std::source_location::current())
-        : CodeException(code, detail::Compose(detail::Form::Win32, message, code, where)) {}
+        : CodeException(detail::Form::Win32, message, code, where) {}
 };
 
 class NtStatusException : public detail::CodeException {
 public:
     NtStatusException(const char* message, std::uint32_t code,
                       const std::source_location& where = std::source_location::current())
-        : CodeException(code, detail::Compose(detail::Form::NtStatus, message, code, where)) {}
+        : CodeException(detail::Form::NtStatus, message, code, where) {}
 };
 
 class ComException : public detail::CodeException {
 public:
     ComException(const char* message, std::uint32_t code,
                  const std::source_location& where = std::source_location::current())
-        : CodeException(code, detail::Compose(detail::Form::Com, message, code, where)) {}
+        : CodeException(detail::Form::Com, message, code, where) {}
 };
 
 // Appends "Exception: {what}" (or "\nNested exception: {what}" when the output already has
@@ -68,8 +66,7 @@ class WinSockException : public Shared::Exception::detail::CodeException {
 public:
     WinSockException(const char* message, std::uint32_t code,
                      const std::source_location& where = std::source_location::current())
-        : CodeException(code, Shared::Exception::detail::Compose(
-                                  Shared::Exception::detail::Form::WinSock, message, code, where)) {}
+        : CodeException(Shared::Exception::detail::Form::WinSock, message, code, where) {}
 };
 
 }  // namespace Shared::WinSock

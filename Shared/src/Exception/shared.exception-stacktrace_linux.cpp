@@ -1,20 +1,46 @@
-// Frames come from GCC's libbacktrace through one process-wide, thread-safe state: the DWARF
-// of the binary is loaded once. (Boost.Stacktrace keeps one state per thread, which cost a run
-// of 200 concurrent tests several gigabytes.)
+// Addresses come from the unwinder at the throw; names and lines from GCC's libbacktrace through
+// one process-wide state, created by the first lookup: a process that never renders a trace never
+// loads the binary's DWARF. (Boost.Stacktrace keeps one state per thread, which cost a run of
+// 200 concurrent tests several gigabytes.)
 
 #include "Shared/src/Exception/shared.exception-stacktrace.hpp"
 
 #include <backtrace.h>
 #include <cxxabi.h>
+#include <unwind.h>
 
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 
 #include <fmt/format.h>
 
 namespace Shared::Exception {
 namespace {
+
+struct Walk {
+    CapturedStack& stack;
+    int framesToSkip;
+};
+
+_Unwind_Reason_Code CollectAddress(_Unwind_Context* context, void* data) {
+    auto& walk = *static_cast<Walk*>(data);
+    int beforeInstruction = 0;
+    auto address = static_cast<std::uintptr_t>(::_Unwind_GetIPInfo(context, &beforeInstruction));
+    if (walk.framesToSkip > 0) {
+        --walk.framesToSkip;
+        return _URC_NO_REASON;
+    }
+    // A return address points past the call; the call itself names the right line.
+    if (beforeInstruction == 0) {
+        --address;
+    }
+    try {
+        walk.stack.push_back(address);
+    } catch (...) {
+        return _URC_END_OF_STACK;
+    }
+    return _URC_NO_REASON;
+}
 
 void IgnoreError(void*, const char*, int) {}
 
@@ -30,6 +56,7 @@ std::string Demangle(const char* name) {
     return status == 0 && demangled ? demangled.get() : name;
 }
 
+// Called once per frame, inlined calls included, innermost first.
 int AppendFrame(void* data, std::uintptr_t pc, const char* file, int line, const char* function) {
     auto& trace = *static_cast<StackTrace*>(data);
     auto description = function != nullptr ? Demangle(function) : fmt::format("{:#x}", pc);
@@ -40,20 +67,27 @@ int AppendFrame(void* data, std::uintptr_t pc, const char* file, int line, const
 
 }  // namespace
 
-StackTrace CaptureStackTrace() {
-    // libbacktrace synchronises its lazy loading internally, but out of ThreadSanitizer's
-    // sight; one walk at a time keeps that visible and costs little once the DWARF is loaded.
-    static std::mutex walking;
+[[gnu::noinline]] CapturedStack CaptureStack() noexcept {
+    CapturedStack stack;
+    Walk walk{stack, 1};
+    ::_Unwind_Backtrace(CollectAddress, &walk);
+    return stack;
+}
+
+namespace detail {
+
+StackTrace LookUpFrames(const CapturedStack& stack) {
     StackTrace trace;
-    try {
-        std::lock_guard lock(walking);
-        if (auto* state = SharedState()) {
-            ::backtrace_full(state, 1, AppendFrame, IgnoreError, &trace);
-        }
-    } catch (...) {
-        // A trace is a courtesy; an exception must still be constructible without one.
+    auto* state = SharedState();
+    if (state == nullptr) {
+        return trace;
+    }
+    for (const auto address : stack) {
+        ::backtrace_pcinfo(state, address, AppendFrame, IgnoreError, &trace);
     }
     return trace;
 }
+
+}  // namespace detail
 
 }  // namespace Shared::Exception

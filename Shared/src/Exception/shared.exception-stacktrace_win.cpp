@@ -1,9 +1,11 @@
-// Frames from RtlCaptureStackBackTrace, named through DbgHelp. DbgHelp is single-threaded, so
-// one walk runs at a time; symbols are loaded once for the process.
+// Addresses from RtlCaptureStackBackTrace at the throw; names and lines from DbgHelp when the
+// text is rendered. DbgHelp is single-threaded (lookups take turns) and its symbols are loaded
+// once, by the first lookup.
 
 #include "Shared/src/Exception/shared.exception-stacktrace.hpp"
 
-#include <mutex>
+#include <algorithm>
+#include <cstring>
 
 #include <fmt/format.h>
 
@@ -25,6 +27,12 @@ bool SymbolsReady() {
     return ready;
 }
 
+// NameLen is the symbol's full length, which can exceed the buffer for long template names.
+std::string NameOf(const SYMBOL_INFO& symbol) {
+    const auto stored = ::strnlen(symbol.Name, symbol.MaxNameLen);
+    return std::string(symbol.Name, std::min<std::size_t>(symbol.NameLen, stored));
+}
+
 StackFrame Describe(HANDLE process, DWORD64 address) {
     alignas(SYMBOL_INFO) char storage[sizeof(SYMBOL_INFO) + kMaximumNameLength] = {};
     auto* symbol = reinterpret_cast<SYMBOL_INFO*>(storage);
@@ -33,7 +41,7 @@ StackFrame Describe(HANDLE process, DWORD64 address) {
     DWORD64 displacement = 0;
     StackFrame frame;
     frame.description = ::SymFromAddr(process, address, &displacement, symbol)
-                            ? std::string(symbol->Name, symbol->NameLen)
+                            ? NameOf(*symbol)
                             : fmt::format("{:#x}", address);
     IMAGEHLP_LINE64 line{};
     line.SizeOfStruct = sizeof line;
@@ -48,24 +56,35 @@ StackFrame Describe(HANDLE process, DWORD64 address) {
 
 }  // namespace
 
-StackTrace CaptureStackTrace() {
-    static std::mutex walking;
-    StackTrace trace;
+[[gnu::noinline]] CapturedStack CaptureStack() noexcept {
+    void* addresses[kMaximumFrames] = {};
+    const USHORT count = ::RtlCaptureStackBackTrace(1, kMaximumFrames, addresses, nullptr);
+    CapturedStack stack;
     try {
-        void* addresses[kMaximumFrames] = {};
-        const USHORT count = ::RtlCaptureStackBackTrace(1, kMaximumFrames, addresses, nullptr);
-        std::lock_guard lock(walking);
-        if (!SymbolsReady()) {
-            return trace;
-        }
-        const HANDLE process = ::GetCurrentProcess();
+        stack.reserve(count);
         for (USHORT i = 0; i < count; ++i) {
-            trace.push_back(Describe(process, reinterpret_cast<DWORD64>(addresses[i])));
+            stack.push_back(reinterpret_cast<std::uintptr_t>(addresses[i]));
         }
     } catch (...) {
         // A trace is a courtesy; an exception must still be constructible without one.
     }
+    return stack;
+}
+
+namespace detail {
+
+StackTrace LookUpFrames(const CapturedStack& stack) {
+    StackTrace trace;
+    if (!SymbolsReady()) {
+        return trace;
+    }
+    const HANDLE process = ::GetCurrentProcess();
+    for (const auto address : stack) {
+        trace.push_back(Describe(process, address));
+    }
     return trace;
 }
+
+}  // namespace detail
 
 }  // namespace Shared::Exception

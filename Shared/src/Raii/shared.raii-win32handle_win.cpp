@@ -29,14 +29,16 @@ void Win32Handle::SetInheritability(bool inheritable) {
         throw Shared::Exception::RuntimeError("Handle is null or invalid.");
     }
     if (!::SetHandleInformation(handle_, HANDLE_FLAG_INHERIT, inheritable ? 1 : 0)) {
-        throw Shared::Exception::Win32Exception("SetHandleInformation() failed", LastError());
+        const auto error = LastError();
+        throw Shared::Exception::Win32Exception("SetHandleInformation() failed", error);
     }
 }
 
 bool Win32Handle::HandleIsInheritable(NativeHandle handle) {
     DWORD flags = 0;
     if (!::GetHandleInformation(handle, &flags)) {
-        throw Shared::Exception::Win32Exception("GetHandleInformation() failed", LastError());
+        const auto error = LastError();
+        throw Shared::Exception::Win32Exception("GetHandleInformation() failed", error);
     }
     return (flags & HANDLE_FLAG_INHERIT) != 0;
 }
@@ -49,7 +51,8 @@ NativeHandle Win32Handle::DuplicatePassedHandle(NativeHandle handle, bool inheri
     const HANDLE process = ::GetCurrentProcess();
     if (!::DuplicateHandle(process, handle, process, &duplicate, 0, inheritable,
                            DUPLICATE_SAME_ACCESS)) {
-        throw Shared::Exception::Win32Exception("DuplicateHandle() failed", LastError());
+        const auto error = LastError();
+        throw Shared::Exception::Win32Exception("DuplicateHandle() failed", error);
     }
     return duplicate;
 }

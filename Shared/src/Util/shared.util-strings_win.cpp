@@ -32,13 +32,15 @@ std::string ConvertStringType(std::wstring_view wide) {
     }
     const int size = WideToUtf8(wide, nullptr, 0);
     if (size == 0) {
+        const auto error = LastError();
         throw Shared::Exception::Win32Exception(
-            "ConvertWStringToString(): WideCharToMultiByte() [1] failed", LastError());
+            "ConvertWStringToString(): WideCharToMultiByte() [1] failed", error);
     }
     std::string narrow(static_cast<std::size_t>(size), '\0');
     if (WideToUtf8(wide, narrow.data(), size) == 0) {
+        const auto error = LastError();
         throw Shared::Exception::Win32Exception(
-            "ConvertWStringToString(): WideCharToMultiByte() [2] failed", LastError());
+            "ConvertWStringToString(): WideCharToMultiByte() [2] failed", error);
     }
     return narrow;
 }
@@ -50,11 +52,13 @@ std::wstring ConvertStringType(std::string_view narrow) {
     const int length = static_cast<int>(narrow.size());
     const int size = ::MultiByteToWideChar(CP_UTF8, 0, narrow.data(), length, nullptr, 0);
     if (size == 0) {
-        throw Shared::Exception::Win32Exception("MultiByteToWideChar() [1] failed", LastError());
+        const auto error = LastError();
+        throw Shared::Exception::Win32Exception("MultiByteToWideChar() [1] failed", error);
     }
     std::wstring wide(static_cast<std::size_t>(size), L'\0');
     if (::MultiByteToWideChar(CP_UTF8, 0, narrow.data(), length, wide.data(), size) == 0) {
-        throw Shared::Exception::Win32Exception("MultiByteToWideChar() [2] failed", LastError());
+        const auto error = LastError();
+        throw Shared::Exception::Win32Exception("MultiByteToWideChar() [2] failed", error);
     }
     return wide;
 }

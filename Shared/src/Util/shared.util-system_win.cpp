@@ -21,16 +21,16 @@ std::wstring GetHostname(ComputerNameFormat format) {
     DWORD length = 0;
     if (!::GetComputerNameExW(systemFormat, nullptr, &length) &&
         ::GetLastError() != ERROR_MORE_DATA) {
-        throw Shared::Exception::Win32Exception("GetComputerNameEx() failed",
-                                                static_cast<std::uint32_t>(::GetLastError()));
+        const auto error = static_cast<std::uint32_t>(::GetLastError());
+        throw Shared::Exception::Win32Exception("GetComputerNameEx() failed", error);
     }
     if (length == 0) {
         return {};
     }
     std::wstring name(length, L'\0');
     if (!::GetComputerNameExW(systemFormat, name.data(), &length)) {
-        throw Shared::Exception::Win32Exception("GetComputerNameEx() failed",
-                                                static_cast<std::uint32_t>(::GetLastError()));
+        const auto error = static_cast<std::uint32_t>(::GetLastError());
+        throw Shared::Exception::Win32Exception("GetComputerNameEx() failed", error);
     }
     name.resize(length);
     return name;
