@@ -64,7 +64,7 @@ TEST(ProgramRun, HelpPrintsTheParseMessageAndTheWholeUsageText) {
               "Example: hopr.exe test example.com -p 80 -r 5 -t 2 -u 5 -l f\n");
 }
 
-TEST(ProgramRun, UnreadableInputExits80WithTheErrorTextAlone) {
+TEST(ProgramRun, UnreadableInputExits80WithTheErrorText) {
     const auto empty = RunHopr("json -l n", "");
     EXPECT_EQ(empty.status, 80);
     EXPECT_THAT(empty.output, testing::HasSubstr("--> Failed reading line from std::cin"));

@@ -60,10 +60,14 @@ Bytes Gateway(const char* text) {
     return Attribute(RTA_GATEWAY, Ipv4(text));
 }
 
+Bytes Family(int family) {
+    return Raw(static_cast<__kernel_sa_family_t>(family));
+}
+
 Bytes ViaIpv6(const char* text) {
     in6_addr address{};
     ::inet_pton(AF_INET6, text, &address);
-    return Attribute(RTA_VIA, Join({Raw(static_cast<__kernel_sa_family_t>(AF_INET6)), Raw(address)}));
+    return Attribute(RTA_VIA, Join({Family(AF_INET6), Raw(address)}));
 }
 
 Bytes NextHop(int index, const Bytes& attributes) {
@@ -166,8 +170,7 @@ TEST(RouteDump, ViaAnIpv6NextHopIsAGatewayNotAnOnLinkRoute) {
     const auto dump = Join({
         Route({}, Join({ViaIpv6("fe80::1"), Oif(2)})),
         Route({}, Attribute(RTA_MULTIPATH, NextHop(3, ViaIpv6("2001:db8::1")))),
-        Route({}, Join({Attribute(RTA_VIA, Join({Raw(static_cast<__kernel_sa_family_t>(AF_INET)),
-                                                  Ipv4("198.18.4.1")})),
+        Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_INET), Ipv4("198.18.4.1")})),
                         Oif(4)})),
         Done(),
     });
@@ -201,10 +204,8 @@ TEST(RouteDump, KernelErrorThrowsWithItsCode) {
 TEST(RouteDump, DamagedAttributesDropTheRouteInsteadOfMakingItOnLink) {
     const auto dump = Join({
         Route({}, Join({Attribute(RTA_GATEWAY, Bytes(2)), Oif(2)})),
-        Route({}, Join({Attribute(RTA_VIA, Raw(static_cast<__kernel_sa_family_t>(AF_INET6))),
-                        Oif(3)})),
-        Route({}, Join({Attribute(RTA_VIA, Raw(static_cast<__kernel_sa_family_t>(AF_PACKET))),
-                        Oif(4)})),
+        Route({}, Join({Attribute(RTA_VIA, Family(AF_INET6)), Oif(3)})),
+        Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_PACKET), Bytes(6)})), Oif(4)})),
         Route({}, Attribute(RTA_OIF, Bytes(2))),
         Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Bytes(3)), Oif(5)})),
         Route({.prefixLength = 1}, Oif(5)),
