@@ -1,6 +1,6 @@
 #pragma once
 // Forward resolution of a target name to IPv4 addresses, with a time-out after which the
-// lookup is cancelled. One lookup runs at a time in the whole process.
+// lookup is given up. One lookup is waited for at a time in the whole process.
 
 #include <cstdint>
 #include <string>

@@ -1,20 +1,21 @@
-// The lookup runs on a thread of its own and reports through a completion routine that signals
-// an event; the caller waits on the event for at most the time-out. A lookup in progress
-// cannot be interrupted on Linux (getaddrinfo_a cannot cancel one either, and its hidden helper
-// threads defeat ThreadSanitizer), so after a time-out the caller still waits for it to end
-// before the context goes out of scope, then reports the time-out.
+// A look-up in progress cannot be interrupted on Linux (getaddrinfo_a cannot cancel one either,
+// and its hidden helper threads defeat ThreadSanitizer). So the look-up runs on a detached
+// thread that owns its half of the result jointly with the caller: at the time-out the caller
+// reports and goes, and the look-up, whenever it ends, hands its result to a state nobody reads.
 
 #include "Shared/src/System/shared.system-hostresolver.hpp"
+#include "Shared/src/System/shared.system-hostresolver_linux.hpp"
 
 #include <arpa/inet.h>
 #include <netdb.h>
 
+#include <chrono>
+#include <future>
 #include <mutex>
 #include <thread>
 
 #include <fmt/format.h>
 
-#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
@@ -23,12 +24,6 @@ namespace Shared::System {
 namespace {
 
 std::mutex gResolveMutex;
-
-struct QueryContext {
-    Shared::Concurrency::Event done{true};
-    int error = 0;
-    std::vector<std::wstring> addresses;
-};
 
 std::vector<std::wstring> Ipv4Texts(const addrinfo* list) {
     std::vector<std::wstring> addresses;
@@ -45,48 +40,60 @@ std::vector<std::wstring> Ipv4Texts(const addrinfo* list) {
     return addresses;
 }
 
-}  // namespace
-
-void QueryCompleteCallback(int error, const addrinfo* result, QueryContext& context) {
-    if (error != 0) {
-        context.error = error;
-        context.done.Signal();
-        Log::GuardedLog::Error("QueryCompleteCallback() failed: {}", ::gai_strerror(error));
-        return;
+LookupOutcome SystemLookup(const std::string& hostName) {
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_STREAM;  // one entry per address, not one per socket type
+    addrinfo* result = nullptr;
+    LookupOutcome outcome;
+    outcome.error = ::getaddrinfo(hostName.c_str(), nullptr, &hints, &result);
+    if (result != nullptr) {
+        outcome.addresses = Ipv4Texts(result);
+        ::freeaddrinfo(result);
     }
-    context.addresses = Ipv4Texts(result);
-    context.error = 0;
-    context.done.Signal();
+    return outcome;
 }
 
-std::vector<std::wstring> HostResolver::Resolve(const std::wstring& hostName,
-                                                std::uint32_t timeoutMs) {
+}  // namespace
+
+void QueryCompleteCallback(LookupOutcome outcome, std::promise<LookupOutcome>& completion) {
+    if (outcome.error != 0) {
+        Log::GuardedLog::Error("QueryCompleteCallback() failed: {}", ::gai_strerror(outcome.error));
+        outcome.addresses.clear();
+    }
+    completion.set_value(std::move(outcome));
+}
+
+std::vector<std::wstring> ResolveWith(const BlockingLookup& lookup, const std::wstring& hostName,
+                                      std::uint32_t timeoutMs) {
     std::lock_guard lock(gResolveMutex);
     const auto name = Shared::Util::ConvertStringType(hostName);
-    QueryContext context;
-    std::jthread lookup([&] {
-        addrinfo hints{};
-        hints.ai_family = AF_INET;
-        addrinfo* result = nullptr;
-        const int error = ::getaddrinfo(name.c_str(), nullptr, &hints, &result);
-        QueryCompleteCallback(error, result, context);
-        if (result != nullptr) {
-            ::freeaddrinfo(result);
+    std::promise<LookupOutcome> completion;
+    auto result = completion.get_future();
+    std::thread([lookup, name, completion = std::move(completion)]() mutable {
+        try {
+            QueryCompleteCallback(lookup(name), completion);
+        } catch (...) {
+            completion.set_exception(std::current_exception());
         }
-    });
-    if (!context.done.WaitOnEvent(timeoutMs, false)) {
-        lookup.join();
+    }).detach();
+    if (result.wait_for(std::chrono::milliseconds(timeoutMs)) != std::future_status::ready) {
         throw Shared::Exception::RuntimeError(
             fmt::format("Address reolution for host name \"{}\" took longer than {} ms to complete.",
                         name, timeoutMs));
     }
-    lookup.join();
-    if (context.error != 0) {
+    const auto outcome = result.get();
+    if (outcome.error != 0) {
         throw Shared::Exception::RuntimeError(
             fmt::format("Failed to resolve address for host name \"{}\" with error: {}", name,
-                        ::gai_strerror(context.error)));
+                        ::gai_strerror(outcome.error)));
     }
-    return context.addresses;
+    return outcome.addresses;
+}
+
+std::vector<std::wstring> HostResolver::Resolve(const std::wstring& hostName,
+                                                std::uint32_t timeoutMs) {
+    return ResolveWith(SystemLookup, hostName, timeoutMs);
 }
 
 }  // namespace Shared::System

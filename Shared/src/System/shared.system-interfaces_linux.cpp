@@ -1,6 +1,6 @@
 // Addresses come from getifaddrs(); gateways from an rtnetlink dump of the routes (all
-// tables, so that policy-routed tunnels count): every default route names its interface, and
-// one without a gateway is on-link.
+// tables, so that policy-routed tunnels count): every next hop of a default route names its
+// interface, and one without a gateway is on-link.
 
 #include "Shared/src/System/shared.system-interfaces.hpp"
 
@@ -19,6 +19,7 @@
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Raii/shared.raii-win32handle.hpp"
+#include "Shared/src/System/shared.system-interfaces-routes_linux.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 
 namespace Shared::System {
@@ -35,29 +36,8 @@ std::wstring Ipv4Text(const void* address) {
                                             static_cast<std::uint32_t>(errno));
 }
 
-void ReadDefaultRoute(const nlmsghdr* header, std::map<int, std::vector<std::wstring>>& gateways) {
-    const auto* route = static_cast<const rtmsg*>(NLMSG_DATA(header));
-    if (route->rtm_family != AF_INET || route->rtm_dst_len != 0 || route->rtm_type != RTN_UNICAST) {
-        return;
-    }
-    int interfaceIndex = 0;
-    std::wstring gateway = L"0.0.0.0";
-    auto length = RTM_PAYLOAD(header);
-    for (auto* attribute = RTM_RTA(route); RTA_OK(attribute, length);
-         attribute = RTA_NEXT(attribute, length)) {
-        if (attribute->rta_type == RTA_OIF) {
-            interfaceIndex = *static_cast<const int*>(RTA_DATA(attribute));
-        } else if (attribute->rta_type == RTA_GATEWAY) {
-            gateway = Ipv4Text(RTA_DATA(attribute));
-        }
-    }
-    if (interfaceIndex != 0) {
-        gateways[interfaceIndex].push_back(gateway);
-    }
-}
-
 // Interface index -> default gateways, in the kernel's order.
-std::map<int, std::vector<std::wstring>> DefaultGateways() {
+std::map<unsigned int, std::vector<std::wstring>> DefaultGateways() {
     Shared::Raii::Win32Handle netlink(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
     if (!netlink.IsValid()) {
         ThrowAdaptersError();
@@ -73,26 +53,16 @@ std::map<int, std::vector<std::wstring>> DefaultGateways() {
     if (::send(netlink.Get(), &request, request.header.nlmsg_len, 0) < 0) {
         ThrowAdaptersError();
     }
-    std::map<int, std::vector<std::wstring>> gateways;
-    std::vector<char> buffer(1 << 16);
+    std::vector<RouteNextHop> hops;
+    std::vector<std::byte> buffer(1 << 16);
     for (;;) {
         const auto received = ::recv(netlink.Get(), buffer.data(), buffer.size(), 0);
         if (received < 0) {
             ThrowAdaptersError();
         }
-        auto length = static_cast<unsigned int>(received);
-        for (auto* header = reinterpret_cast<nlmsghdr*>(buffer.data()); NLMSG_OK(header, length);
-             header = NLMSG_NEXT(header, length)) {
-            if (header->nlmsg_type == NLMSG_DONE) {
-                return gateways;
-            }
-            if (header->nlmsg_type == NLMSG_ERROR) {
-                errno = -static_cast<const nlmsgerr*>(NLMSG_DATA(header))->error;
-                ThrowAdaptersError();
-            }
-            if (header->nlmsg_type == RTM_NEWROUTE) {
-                ReadDefaultRoute(header, gateways);
-            }
+        const auto batch = std::span(buffer).first(static_cast<std::size_t>(received));
+        if (ReadRouteMessages(batch, hops) == DumpProgress::Done) {
+            return DefaultGatewaysByInterface(hops);
         }
     }
 }
@@ -119,7 +89,7 @@ std::vector<InterfaceDefaultGateway> GetUsableAdapters() {
         if (found == adapters.end()) {
             adapters.push_back({index, {}});
             found = std::prev(adapters.end());
-            if (const auto g = gateways.find(static_cast<int>(index)); g != gateways.end()) {
+            if (const auto g = gateways.find(index); g != gateways.end()) {
                 found->second.gateways = g->second;
             }
         }

@@ -1,5 +1,7 @@
 #include "Shared/src/Util/shared.util-system.hpp"
+#include "Shared/src/Util/shared.util-system_linux.hpp"
 
+#include <netdb.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -11,6 +13,32 @@
 #include "Shared/src/Util/shared.util-strings.hpp"
 
 namespace Shared::Util {
+namespace {
+
+// What `hostname -f` reports; /etc/hosts answers before any name server is asked.
+std::optional<std::string> ResolverCanonicalName(const std::string& name) {
+    addrinfo hints{};
+    hints.ai_flags = AI_CANONNAME;
+    addrinfo* result = nullptr;
+    if (::getaddrinfo(name.c_str(), nullptr, &hints, &result) != 0) {
+        return std::nullopt;
+    }
+    std::optional<std::string> canonical;
+    if (result != nullptr && result->ai_canonname != nullptr) {
+        canonical = result->ai_canonname;
+    }
+    ::freeaddrinfo(result);
+    return canonical;
+}
+
+}  // namespace
+
+std::string FullyQualifiedName(const std::string& hostName, const CanonicalNameLookup& lookup) {
+    const auto canonical = lookup(hostName);
+    const bool isLoopbackAlias = canonical && canonical->starts_with("localhost") &&
+                                 !hostName.starts_with("localhost");
+    return canonical && !canonical->empty() && !isLoopbackAlias ? *canonical : hostName;
+}
 
 std::wstring GetHostname(ComputerNameFormat format) {
     utsname names{};
@@ -18,14 +46,15 @@ std::wstring GetHostname(ComputerNameFormat format) {
         throw Shared::Exception::Win32Exception("GetComputerNameEx() failed",
                                                 static_cast<std::uint32_t>(errno));
     }
-    std::string name = names.nodename;
-    const std::string domain = names.domainname;
-    // The kernel's domain name, not a resolver lookup: no traffic leaves for a name we own.
-    if (format == ComputerNameFormat::DnsFullyQualified && !domain.empty() &&
-        domain != "(none)" && name.find('.') == std::string::npos) {
-        name += "." + domain;
+    const std::string name = names.nodename;
+    if (format != ComputerNameFormat::DnsFullyQualified) {
+        return ConvertStringType(name);
     }
-    return ConvertStringType(name);
+    // Once per process: every result asks, and a name server that does not answer would
+    // hold up each of them.
+    static const std::wstring fullyQualified =
+        ConvertStringType(FullyQualifiedName(name, ResolverCanonicalName));
+    return fullyQualified;
 }
 
 std::wstring GetCurrentExecutableDirectory() {

@@ -1,0 +1,95 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <netdb.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+#include "Shared/src/System/shared.system-hostresolver.hpp"
+#include "Shared/src/System/shared.system-hostresolver_linux.hpp"
+#include "support/captured_log.hpp"
+
+namespace {
+
+using namespace Shared::System;
+using testing::HasSubstr;
+using Addresses = std::vector<std::wstring>;
+
+std::string ErrorOf(const BlockingLookup& lookup, const std::wstring& name, std::uint32_t ms) {
+    try {
+        ResolveWith(lookup, name, ms);
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    ADD_FAILURE() << "no exception";
+    return {};
+}
+
+// The test's hold on a look-up: it blocks until the test lets it go, and gives up by itself
+// after a while only so that a resolver that waits for it fails the test instead of hanging it.
+struct Gate {
+    std::promise<void> entered;
+    std::promise<void> release;
+    std::atomic<bool> releasedByTest = false;
+};
+
+TEST(HostResolverLinux, AHangingLookUpTimesOutWhileBlockedAndItsLateAnswerIsDropped) {
+    const auto gate = std::make_shared<Gate>();
+    auto entered = gate->entered.get_future();
+    auto token = std::make_shared<int>();  // held only by the look-up: gone when its thread ends
+    const std::weak_ptr<int> lookUpAlive = token;
+    {
+        const BlockingLookup hanging = [gate, token, released = gate->release.get_future().share()](
+                                           const std::string&) {
+            gate->entered.set_value();
+            gate->releasedByTest = released.wait_for(std::chrono::seconds(20)) ==
+                                   std::future_status::ready;
+            return LookupOutcome{0, {L"198.18.0.9"}};
+        };
+        token.reset();
+        EXPECT_THAT(ErrorOf(hanging, L"hang.lab", 50),
+                    HasSubstr("--> Address reolution for host name \"hang.lab\" took longer than "
+                              "50 ms to complete.\n"));
+    }
+    entered.wait();
+    // The next look-up is not held up by the abandoned one, and gets its own answer.
+    const BlockingLookup answering = [](const std::string&) {
+        return LookupOutcome{0, {L"198.18.0.1"}};
+    };
+    EXPECT_EQ(ResolveWith(answering, L"next.lab", 5000), Addresses{L"198.18.0.1"});
+
+    gate->release.set_value();
+    while (!lookUpAlive.expired()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_TRUE(gate->releasedByTest) << "the time-out waited for the look-up to end";
+}
+
+TEST(HostResolverLinux, AnswersInOrderAndFailuresCarryTheResolversText) {
+    const CapturedLog log;
+    const BlockingLookup two = [](const std::string&) {
+        return LookupOutcome{0, {L"198.18.0.2", L"198.18.0.1"}};
+    };
+    EXPECT_EQ(ResolveWith(two, L"two.lab", 5000), (Addresses{L"198.18.0.2", L"198.18.0.1"}));
+
+    const BlockingLookup unknown = [](const std::string&) { return LookupOutcome{EAI_NONAME, {}}; };
+    const std::string text = ::gai_strerror(EAI_NONAME);
+    EXPECT_THAT(ErrorOf(unknown, L"none.lab", 5000),
+                HasSubstr("--> Failed to resolve address for host name \"none.lab\" with error: " +
+                          text + "\n"));
+    EXPECT_THAT(log.Text(), HasSubstr("QueryCompleteCallback() failed: " + text));
+
+    const BlockingLookup throwing = [](const std::string&) -> LookupOutcome {
+        throw std::runtime_error("look-up broke");
+    };
+    EXPECT_EQ(ErrorOf(throwing, L"broken.lab", 5000), "look-up broke");
+
+    EXPECT_EQ(HostResolver::Resolve(L"198.18.4.1", 5000), Addresses{L"198.18.4.1"});
+}
+
+}  // namespace
