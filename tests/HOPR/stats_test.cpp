@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace {
 
@@ -26,7 +27,8 @@ ProbeAttempt Probe(std::uint32_t hop, std::uint32_t port, std::int64_t startMs,
 }
 
 ICMPTCPResponse Answer(std::uint16_t port, std::int64_t atMs) {
-    return {kTarget, L"198.18.1.1", port, 443, atMs * kMs};
+    using Shared::WinSock::ParseIpv4Strict;
+    return {ParseIpv4Strict(kTarget), ParseIpv4Strict(L"198.18.1.1"), port, 443, atMs * kMs};
 }
 
 nlohmann::json Hubs(const std::vector<ProbeAttempt>& probes,
@@ -34,7 +36,12 @@ nlohmann::json Hubs(const std::vector<ProbeAttempt>& probes,
     Shared::Json::TcpTraceTest test;
     test.target = L"target.lab";
     test.resolvedIp = kTarget;
-    return nlohmann::json::parse(HOPR::GenerateMtrResults(test, probes, answers, {}))["report"]["hubs"];
+    HOPR::ProbeAnswers recorded;
+    for (const auto& answer : answers) {
+        recorded.Record(answer);
+    }
+    return nlohmann::json::parse(
+        HOPR::GenerateMtrResults(test, probes, recorded, {}))["report"]["hubs"];
 }
 
 void ExpectStatistics(const nlohmann::json& hub, double worst, double best, double last,
