@@ -12,27 +12,13 @@ namespace {
 
 using testing_support::FakeCalls;
 
-// A time-exceeded datagram quoting a TCP probe to 198.18.4.1 from port 40000.
-std::vector<std::uint8_t> TimeExceeded() {
-    std::vector<std::uint8_t> bytes(56, 0);
-    bytes[0] = 0x45;
-    bytes[20] = 11;
-    bytes[28] = 0x45;
-    bytes[28 + 9] = 6;
-    const std::uint8_t destination[] = {198, 18, 4, 1};
-    std::copy(std::begin(destination), std::end(destination), bytes.begin() + 28 + 16);
-    bytes[48] = 40000 >> 8;
-    bytes[49] = 40000 & 0xFF;
-    return bytes;
-}
-
 // Runs a listener thread's body over answers from these routers (third octet of 198.18.x.1),
 // until the socket fails after the last one.
 std::vector<std::vector<std::string>> Distribute(const std::vector<std::uint8_t>& routers,
                                                  std::size_t queues, bool enabled,
                                                  HOPR::ProbeAnswers& answers) {
     FakeCalls calls;
-    calls.bytes = TimeExceeded();
+    calls.bytes = testing_support::TimeExceededDatagram();
     for (const auto router : routers) {
         calls.datagrams.push_back({56, 0, static_cast<std::uint32_t>(0x010012C6 | router << 16)});
     }

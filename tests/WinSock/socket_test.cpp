@@ -102,26 +102,11 @@ TEST(ICMPListener, FailedBindClosesAndASecondBindRetries) {
     EXPECT_EQ(calls.open.size(), 1u);
 }
 
-// A time-exceeded datagram from 198.18.2.1 quoting a TCP probe to 198.18.4.1 from port 40000.
-std::vector<std::uint8_t> TimeExceeded() {
-    std::vector<std::uint8_t> bytes(20 + 8 + 20 + 8, 0);
-    bytes[0] = 0x45;
-    bytes[20] = 11;
-    bytes[28] = 0x45;
-    bytes[28 + 9] = 6;
-    const std::uint8_t destination[] = {198, 18, 4, 1};
-    std::copy(std::begin(destination), std::end(destination), bytes.begin() + 28 + 16);
-    bytes[48] = 40000 >> 8;
-    bytes[49] = 40000 & 0xFF;
-    bytes[51] = 80;
-    return bytes;
-}
-
 TEST(ICMPListener, DrainsWhatIsQueuedSkipsTheRestAndEndsWhenClosed) {
     FakeCalls calls;
     Shared::Concurrency::Event readable(true);
     calls.watch = readable.Handle();
-    calls.bytes = TimeExceeded();
+    calls.bytes = testing_support::TimeExceededDatagram();
     const auto size = static_cast<std::int64_t>(calls.bytes.size());
     calls.datagrams = {{12, 0, 0x010212C6}, {size, 0, 0x010212C6}};  // a short one, then a good one
     ICMPListener listener(calls);

@@ -3,6 +3,7 @@
 // numbers handed out in sequence, and the calls that matter are recorded.
 
 #include <cerrno>
+#include <algorithm>
 #include <deque>
 #include <functional>
 #include <set>
@@ -25,6 +26,22 @@ inline constexpr std::uint32_t kRefusedCode = ECONNREFUSED;
 inline constexpr std::uint32_t kUnreachableCode = EHOSTUNREACH;
 inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
 #endif
+
+// A time-exceeded datagram (IPv4 header included) quoting a TCP probe to 198.18.4.1 from
+// port 40000 to port 80.
+inline std::vector<std::uint8_t> TimeExceededDatagram() {
+    std::vector<std::uint8_t> bytes(20 + 8 + 20 + 8, 0);
+    bytes[0] = 0x45;
+    bytes[20] = 11;
+    bytes[28] = 0x45;
+    bytes[28 + 9] = 6;
+    const std::uint8_t destination[] = {198, 18, 4, 1};
+    std::copy(std::begin(destination), std::end(destination), bytes.begin() + 28 + 16);
+    bytes[48] = 40000 >> 8;
+    bytes[49] = 40000 & 0xFF;
+    bytes[51] = 80;
+    return bytes;
+}
 
 class FakeCalls : public SystemCalls {
 public:
