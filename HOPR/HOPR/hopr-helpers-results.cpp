@@ -99,9 +99,15 @@ std::optional<Shared::WinSock::Ipv4Address> WireAddress(const std::wstring& text
 HopProbeResponses BuildHopProbeResponses(const std::vector<ProbeAttempt>& probes,
                                          const ProbeAnswers& answers) {
     HopProbeResponses hops;
+    // A test's probes share one target: its text is parsed once, not per probe.
+    const std::wstring* parsedText = nullptr;
+    std::optional<Shared::WinSock::Ipv4Address> destination;
     for (const auto& probe : probes) {
         ProbeAttemptResponse entry{probe, std::nullopt, 0};
-        const auto destination = WireAddress(probe.targetAddress);
+        if (parsedText == nullptr || *parsedText != probe.targetAddress) {
+            parsedText = &probe.targetAddress;
+            destination = WireAddress(probe.targetAddress);
+        }
         if (destination && probe.localPort <= 0xFFFF) {
             entry.response =
                 answers.FirstAnswer({*destination, static_cast<std::uint16_t>(probe.localPort)});

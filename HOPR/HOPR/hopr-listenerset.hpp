@@ -22,7 +22,6 @@ public:
 
     // Closes every listener, which ends its thread, then joins the threads in order.
     void Stop() noexcept;
-    std::size_t Size() const noexcept { return listeners_.size(); }
 
 private:
     std::vector<std::unique_ptr<Shared::WinSock::ICMPListener>> listeners_;

@@ -63,28 +63,21 @@ bool BindTo(int socket, Ipv4Address address, std::uint16_t port) {
     return ::bind(socket, reinterpret_cast<const sockaddr*>(&local), sizeof local) == 0;
 }
 
-int OptionLevel(SocketOption option) {
-    switch (option) {
-    case SocketOption::Ttl:
-        return IPPROTO_IP;
-    case SocketOption::HopLimit:
-        return IPPROTO_IPV6;
-    case SocketOption::RetryTimeoutSeconds:
-        break;
-    }
-    return IPPROTO_TCP;
-}
+struct OptionId {
+    int level;
+    int name;
+};
 
-int OptionName(SocketOption option) {
+OptionId IdOf(SocketOption option) {
     switch (option) {
     case SocketOption::Ttl:
-        return IP_TTL;
+        return {IPPROTO_IP, IP_TTL};
     case SocketOption::HopLimit:
-        return IPV6_UNICAST_HOPS;
+        return {IPPROTO_IPV6, IPV6_UNICAST_HOPS};
     case SocketOption::RetryTimeoutSeconds:
         break;
     }
-    return TCP_USER_TIMEOUT;  // milliseconds
+    return {IPPROTO_TCP, TCP_USER_TIMEOUT};  // milliseconds
 }
 
 int RemainingMs(std::chrono::steady_clock::time_point deadline, std::uint32_t timeoutMs) {
@@ -200,7 +193,8 @@ public:
     bool GetOption(SocketHandle socket, SocketOption option, std::uint32_t& value) override {
         int current = 0;
         socklen_t length = sizeof current;
-        if (::getsockopt(socket, OptionLevel(option), OptionName(option), &current, &length) != 0) {
+        const auto id = IdOf(option);
+        if (::getsockopt(socket, id.level, id.name, &current, &length) != 0) {
             return false;
         }
         value = static_cast<std::uint32_t>(current);
@@ -213,8 +207,8 @@ public:
     bool SetOption(SocketHandle socket, SocketOption option, std::uint32_t value) override {
         const int setting = static_cast<int>(
             option == SocketOption::RetryTimeoutSeconds ? ClampedMilliseconds(value) : value);
-        return ::setsockopt(socket, OptionLevel(option), OptionName(option), &setting,
-                            sizeof setting) == 0;
+        const auto id = IdOf(option);
+        return ::setsockopt(socket, id.level, id.name, &setting, sizeof setting) == 0;
     }
 
     ConnectWaitResult Connect(SocketHandle socket, const SocketAddress& target,
