@@ -70,49 +70,42 @@ void ICMPListener::Bind(const std::wstring& address) {
     closed_.Reset();
 }
 
-std::optional<std::optional<ICMPTCPResponse>> ICMPListener::TryReceive() {
+ICMPListener::Received ICMPListener::ReceiveOne() {
     std::lock_guard lock(mutex_);
     // Received under the lock: Close() may not release the socket while it is in use.
     if (socket_ == kInvalidSocket) {
         throw WinSockException("recvfrom() failed", calls_.ClosedSocketError());
     }
-    const auto result = calls_.ReceiveFrom(socket_, buffer_);
+    auto result = calls_.ReceiveFrom(socket_, buffer_);
     if (result.wouldBlock) {
-        return std::nullopt;
+        // A datagram that came between the receive and the clear would not wake the wait.
+        calls_.ClearReadable(watch_);
+        result = calls_.ReceiveFrom(socket_, buffer_);
+        if (result.wouldBlock) {
+            return {std::nullopt, watch_};
+        }
     }
     if (result.bytes < 0) {
         throw WinSockException("recvfrom() failed", result.error);
     }
     if (result.bytes == 0) {
-        return std::optional<ICMPTCPResponse>(ICMPTCPResponse{});
+        return {ICMPTCPResponse{}, std::nullopt};
     }
-    return detail::ToResponse(buffer_, static_cast<std::size_t>(result.bytes), result.source);
+    return {detail::ToResponse(buffer_, static_cast<std::size_t>(result.bytes), result.source),
+            std::nullopt};
 }
 
 ICMPTCPResponse ICMPListener::ReadNextICMPResponse() {
     for (;;) {
         // A burst is drained without a wait per datagram.
-        if (auto received = TryReceive()) {
-            if (*received) {
-                return **received;
-            }
-            continue;
+        const auto received = ReceiveOne();
+        if (received.answer) {
+            return *received.answer;
         }
-        Shared::Raii::NativeHandle watch = Shared::Raii::kNullHandle;
-        {
-            std::lock_guard lock(mutex_);
-            watch = watch_;
-            calls_.ClearReadable(watch);
+        if (received.drainedWatch) {
+            Shared::Concurrency::WaitFor({*received.drainedWatch, closed_.Handle()}, false,
+                                         Shared::Concurrency::kInfinite, false);
         }
-        // Data that came between the receive and the clear is still waiting: look once more.
-        if (auto received = TryReceive()) {
-            if (*received) {
-                return **received;
-            }
-            continue;
-        }
-        Shared::Concurrency::WaitFor({watch, closed_.Handle()}, false,
-                                     Shared::Concurrency::kInfinite, false);
     }
 }
 

@@ -41,8 +41,13 @@ public:
     bool IsClosed() noexcept;
 
 private:
-    // The next datagram's answer, if it holds one; nothing when the socket has no data.
-    std::optional<std::optional<ICMPTCPResponse>> TryReceive();
+    // One datagram's answer, if it holds one; when the socket has nothing queued, the handle
+    // to wait on instead.
+    struct Received {
+        std::optional<ICMPTCPResponse> answer;
+        std::optional<Shared::Raii::NativeHandle> drainedWatch;
+    };
+    Received ReceiveOne();
     void CloseLocked() noexcept;
 
     SystemCalls& calls_;
