@@ -20,8 +20,10 @@ int ListenerWorker(Shared::WinSock::ICMPListener& listener, ProbeAnswers& answer
         std::size_t nextQueue = 0;
         for (;;) {
             const auto response = listener.ReadNextICMPResponse();
-            answers.Record(response);
-            if (!resolutionEnabled || std::find(seenAddresses.begin(), seenAddresses.end(),
+            // Only routers that answered a probe of this run are named; anyone can send
+            // time-exceeded datagrams from any address.
+            const bool matched = answers.Record(response);
+            if (!resolutionEnabled || !matched || std::find(seenAddresses.begin(), seenAddresses.end(),
                                                 response.from) != seenAddresses.end()) {
                 GuardedLog::Info(
                     "Skipping resolution because it's either disabled or has already been "

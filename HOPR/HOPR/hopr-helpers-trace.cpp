@@ -77,9 +77,9 @@ void LogConnectFailure(const ProbeAttempt& probe, std::uint32_t error) {
 void ConnectProbe(ProbeTools& tools, ProbeAttempt& probe, const ProbeSettings& settings) {
     using Status = Shared::WinSock::ConnectOutcome::Status;
     tools.answered.Reset();
-    const ProbeAnswers::Waiter waiter(
-        tools.answers, {tools.destination, static_cast<std::uint16_t>(probe.localPort)},
-        tools.answered);
+    const ProbeKey key{tools.destination, static_cast<std::uint16_t>(probe.localPort)};
+    tools.answers.Begin(key, probe.startTime);
+    const ProbeAnswers::Waiter waiter(tools.answers, key, tools.answered);
     const auto outcome =
         tools.socket.TryConnect(settings.hop, settings.timeoutSeconds, tools.wakeHandles);
     probe.endTime = SteadyNs();

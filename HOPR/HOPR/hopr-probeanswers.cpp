@@ -7,16 +7,31 @@ namespace HOPR {
 using Shared::WinSock::ICMPTCPResponse;
 using Shared::WinSock::Ipv4Address;
 
-void ProbeAnswers::Record(const ICMPTCPResponse& answer) {
+void ProbeAnswers::Begin(const ProbeKey& key, std::int64_t startedAt) {
+    std::lock_guard lock(mutex_);
+    counts_.try_emplace(key.destination, 0);
+    const auto [entry, added] = began_.try_emplace(key, startedAt);
+    if (!added) {
+        entry->second = std::min(entry->second, startedAt);
+    }
+}
+
+bool ProbeAnswers::Record(const ICMPTCPResponse& answer) {
     const ProbeKey key{answer.originalDestination, answer.sourcePort};
     std::lock_guard lock(mutex_);
-    ++counts_[key.destination];
-    first_.try_emplace(key, Kept{answer, total_});
     ++total_;
+    if (const auto count = counts_.find(key.destination); count != counts_.end()) {
+        ++count->second;
+    }
+    const auto began = began_.find(key);
+    if (began == began_.end() || answer.receivedAt < began->second) {
+        return false;
+    }
     const auto [begin, end] = waiters_.equal_range(key);
     for (auto waiter = begin; waiter != end; ++waiter) {
         waiter->second->Signal();
     }
+    return first_.try_emplace(key, Kept{answer, total_}).second;
 }
 
 std::uint32_t ProbeAnswers::CountFor(Ipv4Address destination) const {

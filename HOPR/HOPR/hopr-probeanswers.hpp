@@ -1,8 +1,10 @@
 #pragma once
 // Where the listeners' answers meet the probes. Keyed by what an answer quotes (destination and
-// source port), it keeps the first answer per key for the join at the end, counts every answer
-// per destination for the trace's "did this hop answer" test, and wakes a probe in flight as
-// soon as its own answer is in.
+// source port), it keeps the first answer per key that arrived after a probe with that key
+// began, for the join at the end; counts every answer per probed destination for the trace's
+// "did this hop answer" test; and wakes a probe in flight as soon as its own answer is in.
+// Anyone on the path can send time-exceeded datagrams quoting anything, so what it keeps is
+// bounded by the probes made, never by the datagrams received.
 
 #include <compare>
 #include <cstdint>
@@ -25,10 +27,15 @@ struct ProbeKey {
 
 class ProbeAnswers {
 public:
-    // From the listener threads, for every accepted answer.
-    void Record(const Shared::WinSock::ICMPTCPResponse& answer);
+    // A probe with this key is about to leave: answers quoting it from `startedAt` on count
+    // as its own.
+    void Begin(const ProbeKey& key, std::int64_t startedAt);
 
-    // Every answer recorded for the destination so far, kept or not.
+    // From the listener threads, for every accepted answer. True when the answer is kept as
+    // a probe's answer.
+    bool Record(const Shared::WinSock::ICMPTCPResponse& answer);
+
+    // Every answer recorded for the destination since its first probe began, kept or not.
     std::uint32_t CountFor(Shared::WinSock::Ipv4Address destination) const;
     std::uint64_t Total() const;
 
@@ -57,6 +64,7 @@ private:
     };
 
     mutable std::mutex mutex_;
+    std::map<ProbeKey, std::int64_t> began_;  // earliest start per key
     std::map<ProbeKey, Kept> first_;
     std::unordered_map<Shared::WinSock::Ipv4Address, std::uint32_t> counts_;
     std::uint64_t total_ = 0;

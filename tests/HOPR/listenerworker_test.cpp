@@ -12,15 +12,18 @@ namespace {
 
 using testing_support::FakeCalls;
 
+constexpr Shared::WinSock::Ipv4Address kTarget = 0x010412C6;  // 198.18.4.1
+
 // Runs a listener thread's body over answers from these routers (third octet of 198.18.x.1),
-// until the socket fails after the last one.
+// the n-th quoting source port 40000 + n, until the socket fails after the last one.
 std::vector<std::vector<std::string>> Distribute(const std::vector<std::uint8_t>& routers,
                                                  std::size_t queues, bool enabled,
                                                  HOPR::ProbeAnswers& answers) {
     FakeCalls calls;
-    calls.bytes = testing_support::TimeExceededDatagram();
-    for (const auto router : routers) {
-        calls.datagrams.push_back({56, 0, static_cast<std::uint32_t>(0x010012C6 | router << 16)});
+    for (std::uint16_t n = 0; n < routers.size(); ++n) {
+        calls.datagrams.push_back(
+            {56, 0, static_cast<std::uint32_t>(0x010012C6 | routers[n] << 16)});
+        calls.payloads.push_back(testing_support::TimeExceededDatagram(40000 + n));
     }
     calls.datagrams.push_back({-1, testing_support::kRefusedCode, 0});
     Shared::WinSock::ICMPListener listener(calls);
@@ -34,14 +37,18 @@ std::vector<std::vector<std::string>> Distribute(const std::vector<std::uint8_t>
     return contents;
 }
 
-TEST(ListenerWorker, RoutersGoRoundRobinOncePerWorkerAndEveryAnswerIsRecorded) {
+TEST(ListenerWorker, RoutersOfProbesGoRoundRobinOncePerWorkerAndEveryAnswerCounts) {
     HOPR::ProbeAnswers answers;
-    const auto queues = Distribute({1, 2, 1, 3, 4, 2}, 3, true, answers);
+    for (std::uint16_t n = 0; n < 6; ++n) {
+        answers.Begin({kTarget, static_cast<std::uint16_t>(40000 + n)}, 0);
+    }
+    // The seventh answer quotes a port no probe used: its sender is nobody to name.
+    const auto queues = Distribute({1, 2, 1, 3, 4, 2, 5}, 3, true, answers);
     EXPECT_EQ(queues[0], (std::vector<std::string>{"198.18.1.1", "198.18.4.1"}));
     EXPECT_EQ(queues[1], (std::vector<std::string>{"198.18.2.1"}));
     EXPECT_EQ(queues[2], (std::vector<std::string>{"198.18.3.1"}));
-    EXPECT_EQ(answers.CountFor(0x010412C6), 6u);
-    EXPECT_EQ(answers.FirstAnswer({0x010412C6, 40000})->from, 0x010112C6u);
+    EXPECT_EQ(answers.CountFor(kTarget), 7u);
+    EXPECT_EQ(answers.FirstAnswer({kTarget, 40000})->from, 0x010112C6u);
 }
 
 TEST(ListenerWorker, DisabledResolutionTouchesNoQueue) {

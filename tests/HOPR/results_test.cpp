@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "tests/support/recorded_answers.hpp"
 #include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace {
@@ -35,15 +36,6 @@ ICMPTCPResponse Answer(const std::wstring& from, std::uint16_t port, std::int64_
     return {Ip(L"198.18.4.1"), Ip(from), port, 443, atMs * kMs};
 }
 
-// The answers as the listener threads would have recorded them, in capture order.
-std::unique_ptr<HOPR::ProbeAnswers> Recorded(const std::vector<ICMPTCPResponse>& answers) {
-    auto recorded = std::make_unique<HOPR::ProbeAnswers>();
-    for (const auto& answer : answers) {
-        recorded->Record(answer);
-    }
-    return recorded;
-}
-
 Shared::Json::TcpTraceTest MakeTest() {
     Shared::Json::TcpTraceTest test;
     test.target = L"target.lab";
@@ -57,27 +49,31 @@ nlohmann::json Result(const std::vector<ProbeAttempt>& probes,
                       const std::vector<ICMPTCPResponse>& answers,
                       const HOPR::HostNames& names = {}) {
     return nlohmann::json::parse(
-        HOPR::GenerateMtrResults(MakeTest(), probes, *Recorded(answers), names));
+        HOPR::GenerateMtrResults(MakeTest(), probes, *TestSupport::Recorded(probes, answers), names));
 }
 
-TEST(Correlation, FirstCaptureWinsAndPortsMayBeShared) {
+TEST(Correlation, FirstCaptureAfterTheProbeBeganWinsAndPortsMayBeShared) {
+    const std::vector probes{Probe(1, 1000, 0), Probe(1, 1000, 5), Probe(2, 1001, 10, false, 40)};
     const auto hops = HOPR::BuildHopProbeResponses(
-        {Probe(1, 1000, 0), Probe(1, 1000, 5), Probe(2, 1001, 10)},
-        *Recorded({Answer(L"198.18.1.1", 1000, 12), Answer(L"198.18.9.9", 1000, 20),
-                   Answer(L"198.18.2.1", 1001, 8)}));
+        probes, *TestSupport::Recorded(probes, {Answer(L"198.18.1.1", 1000, 12),
+                                                Answer(L"198.18.9.9", 1000, 20),
+                                                Answer(L"198.18.2.1", 1001, 8)}));
     ASSERT_EQ(hops.at(1).size(), 2u);
     EXPECT_EQ(hops.at(1)[0].response->from, Ip(L"198.18.1.1"));
     EXPECT_EQ(hops.at(1)[0].roundTripMs, 12);
     EXPECT_EQ(hops.at(1)[1].response->from, Ip(L"198.18.1.1"));
     EXPECT_EQ(hops.at(1)[1].roundTripMs, 7);
-    EXPECT_EQ(hops.at(2)[0].roundTripMs, -2);  // answer before the probe: kept as is
+    // Captured before its probe began: somebody else's datagram, never this probe's answer.
+    EXPECT_FALSE(hops.at(2)[0].response);
+    EXPECT_EQ(hops.at(2)[0].roundTripMs, 30);
 }
 
 TEST(Correlation, OnlyDottedDecimalTargetsMatchAndUnansweredProbesKeepTheirDuration) {
     auto padded = Probe(1, 1000, 0, false, 1500);
     padded.targetAddress = L"198.018.004.001";
+    const std::vector probes{padded, Probe(1, 1001, 0, false, 900)};
     const auto hops = HOPR::BuildHopProbeResponses(
-        {padded, Probe(1, 1001, 0, false, 900)}, *Recorded({Answer(L"198.18.1.1", 1000, 3)}));
+        probes, *TestSupport::Recorded(probes, {Answer(L"198.18.1.1", 1000, 3)}));
     EXPECT_FALSE(hops.at(1)[0].response);
     EXPECT_EQ(hops.at(1)[0].roundTripMs, 1500);
     EXPECT_FALSE(hops.at(1)[1].response);

@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "tests/support/recorded_answers.hpp"
 #include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace {
@@ -36,12 +37,8 @@ nlohmann::json Hubs(const std::vector<ProbeAttempt>& probes,
     Shared::Json::TcpTraceTest test;
     test.target = L"target.lab";
     test.resolvedIp = kTarget;
-    HOPR::ProbeAnswers recorded;
-    for (const auto& answer : answers) {
-        recorded.Record(answer);
-    }
-    return nlohmann::json::parse(
-        HOPR::GenerateMtrResults(test, probes, recorded, {}))["report"]["hubs"];
+    return nlohmann::json::parse(HOPR::GenerateMtrResults(
+        test, probes, *TestSupport::Recorded(probes, answers), {}))["report"]["hubs"];
 }
 
 void ExpectStatistics(const nlohmann::json& hub, double worst, double best, double last,
@@ -68,11 +65,12 @@ TEST(HopStatistics, BestWorstAndLastComeFromDistinctSamples) {
     ExpectStatistics(hubs[1], 25, 5, 5, 15);
 }
 
-TEST(HopStatistics, AnAnswerBeforeItsProbeCountsAsNegative) {
+TEST(HopStatistics, AnAnswerCapturedBeforeItsProbeIsNoSample) {
     const auto hubs = Hubs({Probe(1, 1000, 50), Probe(1, 1001, 100)},
                            {Answer(1000, 48), Answer(1001, 112)});
     ASSERT_EQ(hubs.size(), 1u);
-    ExpectStatistics(hubs[0], 12, -2, 12, 5);
+    ExpectStatistics(hubs[0], 12, 12, 12, 12);
+    EXPECT_DOUBLE_EQ(hubs[0]["loss"].get<double>(), 50.0);
 }
 
 }  // namespace

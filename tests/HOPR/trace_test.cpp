@@ -1,3 +1,5 @@
+#include <chrono>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -34,7 +36,8 @@ struct Path {
                 return {};
             }
             if (ttl <= answeringHops) {
-                answers.Record({kTarget, 0x010012C6 + (ttl << 16), calls.LastLocalPort(), 443, 1});
+                answers.Record({kTarget, 0x010012C6 + (ttl << 16), calls.LastLocalPort(), 443,
+                                std::chrono::steady_clock::now().time_since_epoch().count()});
                 if (Shared::Concurrency::WaitFor(wake[0], 0, false)) {
                     return {ConnectWaitResult::Kind::Woken, 0, 0};
                 }

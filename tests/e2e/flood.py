@@ -1,8 +1,10 @@
-"""Sends a bounded flood of malformed and unrelated ICMP at the client from a lab router.
+"""Floods the client from a lab router: time-exceeded datagrams quoting the traced target from
+random source ports, as fast as one core sends them, mixed with malformed and unrelated ICMP.
 
 Run inside a router's namespace: python3 flood.py DESTINATION TARGET SECONDS
 """
 
+import random
 import socket
 import struct
 import sys
@@ -40,28 +42,24 @@ def datagrams(target):
     yield icmp(11, quoted("198.18.99.98", ihl=15, tail=4))
 
 
-def someone_elses_probe():
-    # Well formed: the listener keeps it like any answer, so it is sent sparingly.
-    return icmp(11, quoted("198.18.99.99", ports=(40000, 80)))
+def quoting_the_target(target):
+    # Every port, in random order: each probe's port is quoted before its probe leaves.
+    ports = list(range(1, 65536))
+    random.shuffle(ports)
+    return [icmp(11, quoted(target, ports=(port, 80))) for port in ports]
 
 
 def main():
     destination, target, seconds = sys.argv[1], sys.argv[2], float(sys.argv[3])
     sender = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
-    packets = list(datagrams(target))
-    unrelated = someone_elses_probe()
+    packets = quoting_the_target(target) + list(datagrams(target))
+    random.shuffle(packets)
     deadline = time.monotonic() + seconds
-    sent = rounds = 0
+    sent = 0
     while time.monotonic() < deadline:
         for packet in packets:
             sender.sendto(packet, (destination, 0))
         sent += len(packets)
-        rounds += 1
-        if rounds % 20 == 0:
-            sender.sendto(unrelated, (destination, 0))
-            sent += 1
-        if rounds % 500 == 0:
-            time.sleep(0.01)  # bounded: a few hundred thousand datagrams a run
     print(sent)
 
 

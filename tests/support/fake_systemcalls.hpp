@@ -29,7 +29,7 @@ inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
 
 // A time-exceeded datagram (IPv4 header included) quoting a TCP probe to 198.18.4.1 from
 // port 40000 to port 80.
-inline std::vector<std::uint8_t> TimeExceededDatagram() {
+inline std::vector<std::uint8_t> TimeExceededDatagram(std::uint16_t sourcePort = 40000) {
     std::vector<std::uint8_t> bytes(20 + 8 + 20 + 8, 0);
     bytes[0] = 0x45;
     bytes[20] = 11;
@@ -37,8 +37,8 @@ inline std::vector<std::uint8_t> TimeExceededDatagram() {
     bytes[28 + 9] = 6;
     const std::uint8_t destination[] = {198, 18, 4, 1};
     std::copy(std::begin(destination), std::end(destination), bytes.begin() + 28 + 16);
-    bytes[48] = 40000 >> 8;
-    bytes[49] = 40000 & 0xFF;
+    bytes[48] = static_cast<std::uint8_t>(sourcePort >> 8);
+    bytes[49] = static_cast<std::uint8_t>(sourcePort & 0xFF);
     bytes[51] = 80;
     return bytes;
 }
@@ -106,6 +106,10 @@ public:
         }
         auto next = datagrams.front();
         datagrams.pop_front();
+        if (!payloads.empty()) {
+            bytes = std::move(payloads.front());
+            payloads.pop_front();
+        }
         std::copy(bytes.begin(), bytes.end(), buffer.begin());
         return next;
     }
@@ -116,6 +120,7 @@ public:
 
     Shared::Raii::NativeHandle watch = Shared::Raii::kNullHandle;  // what the listener waits on
     std::vector<std::uint8_t> bytes;  // copied into the buffer of every datagram received
+    std::deque<std::vector<std::uint8_t>> payloads;  // each replaces `bytes` for one datagram
 
 private:
     SocketHandle Open() {
