@@ -1,6 +1,7 @@
 // Sends time-exceeded datagrams that quote TCP probes, at a fixed rate, for the listener
 // capacity benchmark. Lab use only: run inside a lab router's namespace.
 //   icmp_blaster DESTINATION QUOTED_TARGET COUNT RATE_PER_SECOND
+// Source ports run through 1..65535 again and again; rate 0 sends as fast as one core can.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -79,8 +80,11 @@ int main(int argc, char** argv) {
             ::sendto(sender, bytes.data(), bytes.size(), 0,
                      reinterpret_cast<const sockaddr*>(&destination), sizeof destination);
         }
-        // Pace to the rate: batch k is due at k * batch / rate seconds.
-        std::this_thread::sleep_until(start + std::chrono::nanoseconds(sent * 1'000'000'000 / rate));
+        if (rate > 0) {
+            // Pace to the rate: batch k is due at k * batch / rate seconds.
+            std::this_thread::sleep_until(start +
+                                          std::chrono::nanoseconds(sent * 1'000'000'000 / rate));
+        }
     }
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     std::printf("%ld %.3f\n", sent, took.count());

@@ -26,4 +26,8 @@ namespace Shared::Util {
 // The operating system's identifier of the calling thread, as shown in logs.
 unsigned long CurrentThreadId() noexcept;
 
+// A concurrent run holds descriptors per test; where the system's soft limit on open files is
+// below its hard limit (often 1024 of many more), it is raised to the hard limit.
+void RaiseOpenFileLimit() noexcept;
+
 }  // namespace Shared::Util

@@ -2,6 +2,7 @@
 #include "Shared/src/Util/shared.util-system_linux.hpp"
 
 #include <netdb.h>
+#include <sys/resource.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -76,6 +77,14 @@ namespace Shared::Util {
 
 unsigned long CurrentThreadId() noexcept {
     return static_cast<unsigned long>(::gettid());
+}
+
+void RaiseOpenFileLimit() noexcept {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+    }
 }
 
 }  // namespace Shared::Util

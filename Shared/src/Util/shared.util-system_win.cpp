@@ -65,4 +65,8 @@ unsigned long CurrentThreadId() noexcept {
     return ::GetCurrentThreadId();
 }
 
+void RaiseOpenFileLimit() noexcept {
+    // Handles have no per-process soft limit to raise.
+}
+
 }  // namespace Shared::Util
