@@ -6,7 +6,8 @@ import tempfile
 import time
 import unittest
 
-from lab import BINARY, LAB, Lab, LabCase, processes_in, require_root, survivors
+from lab import (BINARY, LAB, Lab, LabCase, not_under_wine, processes_in, require_root,
+                 survivors)
 
 
 def setUpModule():
@@ -28,6 +29,7 @@ cat "$WORK/result"
 """
 
 
+@not_under_wine("checks the lab script itself, the same whichever program it hosts")
 class LabScript(LabCase):
     def test_missing_bind_targets_are_created_so_lab_names_resolve(self):
         lab = Lab()
