@@ -190,7 +190,9 @@ class Lab:
             raise
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, failure=None, *_):
+        if failure is not None:
+            self.show_log_tail()
         PROGRAM.stop(self)
         processes = processes_in(self.namespaces())
         subprocess.run([LAB, "down", self.name], check=True)
@@ -199,6 +201,13 @@ class Lab:
         assert not left, f"namespaces left behind: {left}"
         outliving = survivors(processes)
         assert not outliving, f"processes outlived the lab: {outliving}"
+
+    def show_log_tail(self):
+        """The end of the run's log file, for a case that failed with the log in a file."""
+        path = os.path.join(self.directory, "velmora_hopr.log")
+        if os.path.exists(path):
+            with open(path, encoding="utf-8", errors="replace") as f:
+                print(f"--- end of {path}:\n{f.read()[-3000:]}", file=sys.stderr)
 
     def namespaces(self):
         """The lab's namespaces: the client, routers, target and tunnel router."""
