@@ -11,56 +11,7 @@
 namespace {
 
 using namespace Shared::WinSock;
-using Shared::Raii::NativeHandle;
 using testing::HasSubstr;
-
-// The platform's calls, except that a refused receive-all mode (Wine) does not end the bind: a
-// raw ICMP socket gets every ICMP datagram regardless.
-class WithoutReceiveAll final : public SystemCalls {
-public:
-    std::uint32_t Resolve(const std::wstring& host, std::uint32_t port,
-                          std::vector<SocketAddress>& found) override {
-        return real_.Resolve(host, port, found);
-    }
-    SocketHandle OpenStream(const SocketAddress& target) override { return real_.OpenStream(target); }
-    SocketHandle OpenRawIcmp() override { return real_.OpenRawIcmp(); }
-    bool BindToInterface(SocketHandle s, Ipv4Address a) override { return real_.BindToInterface(s, a); }
-    bool BindStream(SocketHandle s, Ipv4Address a, std::uint16_t p) override {
-        return real_.BindStream(s, a, p);
-    }
-    bool BindRaw(SocketHandle s, Ipv4Address a) override { return real_.BindRaw(s, a); }
-    bool GetOption(SocketHandle s, SocketOption o, std::uint32_t& v) override {
-        return real_.GetOption(s, o, v);
-    }
-    bool SetOption(SocketHandle s, SocketOption o, std::uint32_t v) override {
-        return real_.SetOption(s, o, v);
-    }
-    ConnectWaitResult Connect(SocketHandle s, const SocketAddress& t,
-                              std::span<const NativeHandle> wake, std::uint32_t ms) override {
-        return real_.Connect(s, t, wake, ms);
-    }
-    bool LocalPort(SocketHandle s, std::uint16_t& p) override { return real_.LocalPort(s, p); }
-    std::int64_t Send(SocketHandle s, std::span<const std::uint8_t> b) override { return real_.Send(s, b); }
-    std::int64_t Receive(SocketHandle s, std::span<std::uint8_t> b) override { return real_.Receive(s, b); }
-    void Close(SocketHandle s) noexcept override { real_.Close(s); }
-    std::uint32_t LastError() noexcept override { return real_.LastError(); }
-    bool EnableReceiveAll(SocketHandle s) override {
-        real_.EnableReceiveAll(s);
-        return true;
-    }
-    void EnlargeReceiveBuffer(SocketHandle s) noexcept override { real_.EnlargeReceiveBuffer(s); }
-    NativeHandle WatchReadable(SocketHandle s) override { return real_.WatchReadable(s); }
-    void ClearReadable(NativeHandle w) noexcept override { real_.ClearReadable(w); }
-    void ReleaseWatch(NativeHandle w) noexcept override { real_.ReleaseWatch(w); }
-    ReceiveResult ReceiveFrom(SocketHandle s, std::span<std::uint8_t> b) override {
-        return real_.ReceiveFrom(s, b);
-    }
-    std::uint32_t ClosedSocketError() const noexcept override { return real_.ClosedSocketError(); }
-    std::uint32_t TimedOutError() const noexcept override { return real_.TimedOutError(); }
-
-private:
-    SystemCalls& real_ = PlatformCalls();
-};
 
 // A time-exceeded message quoting a TCP probe from port 33000 to 127.0.0.1:80.
 std::vector<std::uint8_t> TimeExceeded() {
@@ -94,8 +45,7 @@ void SendToLoopback(const std::vector<std::uint8_t>& icmp) {
 TEST(IcmpListenerWin, ReadsAnAnswerWhenItArrivesAndCloseEndsTheNextRead) {
     WinSockInitialiser winsock;
     winsock.Initialise();
-    WithoutReceiveAll calls;
-    ICMPListener listener(calls);
+    ICMPListener listener;
     listener.Bind(L"127.0.0.1");
     ICMPTCPResponse answer;
     std::string failure;
@@ -117,6 +67,22 @@ TEST(IcmpListenerWin, ReadsAnAnswerWhenItArrivesAndCloseEndsTheNextRead) {
     EXPECT_EQ(answer.sourcePort, 33000);
     EXPECT_EQ(answer.destinationPort, 80);
     EXPECT_THAT(failure, HasSubstr("recvfrom() failed"));
+}
+
+TEST(IcmpListenerWin, RawSocketAsksForTheLargerReceiveBuffer) {
+    WinSockInitialiser winsock;
+    winsock.Initialise();
+    auto& calls = PlatformCalls();
+    const auto raw = calls.OpenRawIcmp();
+    ASSERT_TRUE(IsValidSocket(raw));
+    int before = 0;
+    int length = sizeof before;
+    ::getsockopt(raw, SOL_SOCKET, SO_RCVBUF, reinterpret_cast<char*>(&before), &length);
+    calls.EnlargeReceiveBuffer(raw);
+    int after = 0;
+    ::getsockopt(raw, SOL_SOCKET, SO_RCVBUF, reinterpret_cast<char*>(&after), &length);
+    calls.Close(raw);
+    EXPECT_EQ(after, 8 << 20) << "was " << before;
 }
 
 }  // namespace

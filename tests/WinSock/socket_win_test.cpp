@@ -6,9 +6,9 @@
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/Util/shared.util-windows.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
-#include "support/wine.hpp"
 
 namespace {
 
@@ -178,40 +178,30 @@ TEST_F(WinSockTest, TimeLimitEndsAConnectThatGetsNoAnswer) {
     EXPECT_LT(waited, std::chrono::seconds(2));
 }
 
-TEST_F(WinSockTest, RetryBoundIsSetInSeconds) {
-    Socket socket(L"127.0.0.1", 80);
+// Under Wine the option is refused and done without: the probe's wait keeps the bound.
+TEST_F(WinSockTest, RetryBoundEndsAConnectThatGetsNoAnswer) {
+    SilentPort silent;
+    Socket socket(L"127.0.0.1", silent.Port());
     socket.Open();
-    if (!RunningUnderWine()) {
-        EXPECT_NO_THROW(socket.SetMaxRetryTimeout(1));
-        return;
-    }
-    // Wine has no TCP_MAXRT: the probe read fails with WSAENOPROTOOPT.
-    try {
-        socket.SetMaxRetryTimeout(1);
-        ADD_FAILURE();
-    } catch (const WinSockException& e) {
-        EXPECT_EQ(e.Code(), 10042u);
-        EXPECT_THAT(e.what(), HasSubstr("RT option is not supported"));
-    }
+    const auto start = std::chrono::steady_clock::now();
+    const auto outcome = socket.TryConnect(0, 1);
+    const auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_EQ(outcome.status, ConnectOutcome::Status::TimedOut);
+    EXPECT_EQ(outcome.error, 10060u);
+    EXPECT_GE(waited, std::chrono::milliseconds(900));
+    EXPECT_LT(waited, std::chrono::seconds(3));
 }
 
-TEST_F(WinSockTest, ListenerIsSwitchedToReceiveAllOrLeftUnbound) {
+TEST_F(WinSockTest, ListenerBindsAndCloseLeavesNoSocketBehind) {
     Shared::WinSock::ICMPListener listener;
-    try {
-        listener.Bind(L"127.0.0.1");
-        EXPECT_FALSE(RunningUnderWine());
-        listener.Close();
-    } catch (const WinSockException& e) {
-        // Wine refuses receive-all mode with WSAEOPNOTSUPP.
-        EXPECT_TRUE(RunningUnderWine());
-        EXPECT_EQ(e.Code(), 10045u);
-        EXPECT_THAT(e.what(), HasSubstr("WSAIoctl() failed"));
-    }
+    listener.Bind(L"127.0.0.1");
+    EXPECT_FALSE(listener.IsClosed());
+    listener.Close();
     try {
         listener.ReadNextICMPResponse();
         ADD_FAILURE();
     } catch (const WinSockException& e) {
-        EXPECT_EQ(e.Code(), 10038u);  // WSAENOTSOCK: no socket is left behind
+        EXPECT_EQ(e.Code(), 10038u);  // WSAENOTSOCK
         EXPECT_THAT(e.what(), HasSubstr("recvfrom() failed"));
     }
 }

@@ -1,5 +1,10 @@
-"""Runs the real hopr binary inside a namespace lab, as the agent or an operator would."""
+"""Runs the real hopr program inside a namespace lab, as the agent or an operator would.
 
+The program under test is the Linux build, or with HOPR_PROGRAM=wine the Windows hopr.exe under
+Wine; every case runs against either with the same expectations.
+"""
+
+import fcntl
 import itertools
 import json
 import os
@@ -13,6 +18,112 @@ import unittest
 BINARY = os.environ.get("HOPR_BINARY", "../../build/hopr")
 LAB = os.environ.get("HOPR_LAB", "../../scripts/lab")
 _names = itertools.count()
+
+
+class LinuxProgram:
+    """The Linux build: settings from a registry export file read at every lookup, the exit
+    event a FIFO in the event directory."""
+
+    file_name = "hopr"
+    finds_tunnel_adapter = True
+
+    def start(self, lab):
+        pass
+
+    def stop(self, lab):
+        pass
+
+    def environment(self, lab):
+        return {"HOPR_REGISTRY_FILE": lab.registry, "HOPR_EVENT_DIR": lab.events}
+
+    def command(self, lab, arguments):
+        return [lab.binary, *arguments]
+
+    def load_settings(self, lab):
+        pass
+
+    def signal_event(self, lab, name):
+        encoded = "".join(c if (c.isascii() and c.isalnum()) or c in "-_." else f"%{ord(c):02X}"
+                          for c in name)
+        with open(os.path.join(lab.events, encoded), "w", encoding="utf-8") as fifo:
+            fifo.write("x")
+
+
+class WineProgram:
+    """hopr.exe under Wine. Wine's server opens the sockets and its device service lists the
+    adapters, so each lab gets a prefix, and so a server, of its own inside the lab's client
+    namespace. The prefix is a hard-linked copy of one booted once (Wine replaces the files it
+    changes); settings are `reg import`-ed; the exit event is a named event that a small helper
+    signals from outside hopr.exe."""
+
+    file_name = "hopr.exe"
+    # Wine's GetAdaptersAddresses gives an adapter whose default route is on-link no gateway.
+    finds_tunnel_adapter = False
+
+    def __init__(self):
+        self.template = os.environ.get("HOPR_WINE_TEMPLATE", "../../build-win/wineprefix-lab")
+        self.set_event = os.environ.get("HOPR_SETEVENT", "../../build-win/tests/hopr_setevent.exe")
+
+    def booted_template(self):
+        """The prefix every lab copies, booted by the first lab of the run that needs it."""
+        with open(self.template + ".lock", "w", encoding="utf-8") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            ready = self.template + ".ready"
+            if not os.path.exists(ready):
+                shutil.rmtree(self.template, ignore_errors=True)
+                env = dict(os.environ, WINEPREFIX=self.template, WINEDEBUG="-all")
+                quiet = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL,
+                         "stderr": subprocess.DEVNULL, "env": env}
+                subprocess.run(["wine", "wineboot", "--init"], check=True, **quiet)
+                # The server writes the registry out when it ends.
+                subprocess.run(["wineserver", "-w"], check=True, **quiet)
+                open(ready, "w", encoding="utf-8").close()
+        return self.template
+
+    def start(self, lab):
+        subprocess.run(["cp", "-al", self.booted_template(), self.prefix(lab)], check=True)
+        # A persistent server, and its services started now with no pipe of a test's run to
+        # hold open.
+        self.quietly(lab, "wineserver", "-p")
+        self.quietly(lab, "wine", "wineboot")
+
+    def stop(self, lab):
+        self.quietly(lab, "wineserver", "-k", check=False)
+
+    def prefix(self, lab):
+        return os.path.join(lab.directory, "prefix")
+
+    def environment(self, lab):
+        return {"WINEPREFIX": self.prefix(lab), "WINEDEBUG": "-all"}
+
+    def command(self, lab, arguments):
+        return ["wine", lab.binary, *arguments]
+
+    def quietly(self, lab, *command, check=True):
+        return subprocess.run(lab.in_client(*command), env=lab.environment(), check=check,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL, timeout=120)
+
+    def load_settings(self, lab):
+        self.quietly(lab, "wine", "reg", "delete", "HKLM\\SOFTWARE\\Velmora", "/f", check=False)
+        self.quietly(lab, "wine", "reg", "import", "Z:" + lab.registry.replace("/", "\\"))
+
+    def signal_event(self, lab, name):
+        done = subprocess.run(lab.in_client("wine", self.set_event, name), env=lab.environment(),
+                              capture_output=True, text=True, timeout=60)
+        assert done.returncode == 0, done.stderr
+
+
+PROGRAM = WineProgram() if os.environ.get("HOPR_PROGRAM") == "wine" else LinuxProgram()
+
+
+NO_TUNNEL_UNDER_WINE = ("Wine reports no gateway for an on-link default route, so hopr.exe "
+                        "finds no tunnel adapter")
+
+
+def not_under_wine(reason):
+    """Skips a case that cannot run against hopr.exe under Wine, with the reason on one line."""
+    return unittest.skipIf(isinstance(PROGRAM, WineProgram), reason)
 
 
 def require_root():
@@ -61,17 +172,28 @@ class Lab:
         self.name = f"h{os.getpid() % 100000}x{next(_names)}"
         self.options = [str(o) for o in options]
         self.directory = tempfile.mkdtemp(prefix="hopr-lab-")
-        self.binary = os.path.join(self.directory, "hopr")
+        self.binary = os.path.join(self.directory, PROGRAM.file_name)
         self.registry = os.path.join(self.directory, "registry.reg")
         self.events = os.path.join(self.directory, "events")
+        self.started = False
         self.write_registry(registry)
 
     def __enter__(self):
         shutil.copy(BINARY, self.binary)
         subprocess.run([LAB, "up", self.name, *self.options], check=True)
+        try:
+            PROGRAM.start(self)
+            self.started = True
+            PROGRAM.load_settings(self)
+        except BaseException:
+            self.__exit__()
+            raise
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, failure=None, *_):
+        if failure is not None:
+            self.show_log_tail()
+        PROGRAM.stop(self)
         processes = processes_in(self.namespaces())
         subprocess.run([LAB, "down", self.name], check=True)
         left = self.namespaces()
@@ -79,6 +201,13 @@ class Lab:
         assert not left, f"namespaces left behind: {left}"
         outliving = survivors(processes)
         assert not outliving, f"processes outlived the lab: {outliving}"
+
+    def show_log_tail(self):
+        """The end of the run's log file, for a case that failed with the log in a file."""
+        path = os.path.join(self.directory, "velmora_hopr.log")
+        if os.path.exists(path):
+            with open(path, encoding="utf-8", errors="replace") as f:
+                print(f"--- end of {path}:\n{f.read()[-3000:]}", file=sys.stderr)
 
     def namespaces(self):
         """The lab's namespaces: the client, routers, target and tunnel router."""
@@ -88,16 +217,24 @@ class Lab:
                 if own.fullmatch(line.split()[0])]
 
     def write_registry(self, body):
+        """The agent's settings for the next runs."""
         with open(self.registry, "w", encoding="utf-8") as f:
             f.write("Windows Registry Editor Version 5.00\n\n" + body)
+        if self.started:
+            PROGRAM.load_settings(self)
+
+    def signal_event(self, name):
+        """Signals the named exit event from outside the program, as the agent does."""
+        PROGRAM.signal_event(self, name)
 
     def environment(self):
-        env = dict(os.environ)
-        env.update(HOPR_REGISTRY_FILE=self.registry, HOPR_EVENT_DIR=self.events)
-        return env
+        return dict(os.environ, **PROGRAM.environment(self))
+
+    def in_client(self, *command):
+        return ["ip", "netns", "exec", f"{self.name}c", *command]
 
     def command(self, *arguments):
-        return ["ip", "netns", "exec", f"{self.name}c", self.binary, *map(str, arguments)]
+        return self.in_client(*PROGRAM.command(self, [str(a) for a in arguments]))
 
     def client_ip(self, *arguments):
         """What `ip` shows of the client namespace, e.g. client_ip("route")."""
@@ -105,8 +242,10 @@ class Lab:
                               capture_output=True, text=True).stdout
 
     def run(self, *arguments, stdin=None, timeout=300):
+        """Text in and out, or bytes when `stdin` is bytes."""
         return subprocess.run(self.command(*arguments), input=stdin, capture_output=True,
-                              text=True, env=self.environment(), timeout=timeout)
+                              text=not isinstance(stdin, bytes), env=self.environment(),
+                              timeout=timeout)
 
     def run_measured(self, *arguments, timeout=300):
         """Like run(), and the peak resident size of hopr alone, in KiB."""

@@ -1,13 +1,12 @@
 """Hostile input: an ICMP flood during a trace, broken standard input, missing privileges."""
 
-import json
 import os
 import re
 import subprocess
 import sys
 import unittest
 
-from lab import BINARY, Lab, LabCase, hub_addresses, require_root
+from lab import Lab, LabCase, hub_addresses, not_under_wine, require_root
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -17,6 +16,8 @@ def setUpModule():
 
 
 class HostileInput(LabCase):
+    @not_under_wine("under Wine the flood drowns the routers' answers: hops 2 and 3 come back "
+                    "unanswered (Wine's receive path, not hopr.exe's)")
     def test_icmp_flood_changes_neither_the_hops_nor_the_memory(self):
         arguments = ("test", "198.18.4.1", "-p", 80, "-r", 2, "-t", 1, "-u", 3, "-l", "f")
         with Lab("--routers", 3) as lab:
@@ -51,16 +52,19 @@ class HostileInput(LabCase):
                 b'{"tests":[],"isSerialised":false,"exitEventName":"","minPort":1e300,'
                 b'"maxPort":-1e300}\n', 96),
         }
-        for name, (stdin, status) in cases.items():
-            with self.subTest(name):
-                done = subprocess.run([BINARY, "json", "-l", "n"], input=stdin,
-                                      capture_output=True, timeout=60)
-                self.assertEqual(done.returncode, status, done.stdout[-500:] + done.stderr[-500:])
-                if status == 96:
-                    self.assertEqual(done.stdout, b"")
-                else:
-                    self.assertIn(b"Exception in ", done.stdout)
+        with Lab("--routers", 1) as lab:
+            for name, (stdin, status) in cases.items():
+                with self.subTest(name):
+                    done = lab.run("json", "-l", "n", stdin=stdin, timeout=60)
+                    self.assertEqual(done.returncode, status,
+                                     done.stdout[-500:] + done.stderr[-500:])
+                    if status == 96:
+                        self.assertEqual(done.stdout, b"")
+                    else:
+                        self.assertIn(b"Exception in ", done.stdout)
 
+    @not_under_wine("Wine's server, not hopr.exe, opens the raw sockets, with the server's "
+                    "privileges; Wine has no unelevated process")
     def test_without_raw_socket_privilege_the_run_fails_clearly(self):
         with Lab("--routers", 1) as lab:
             os.chmod(lab.directory, 0o755)

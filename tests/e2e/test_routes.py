@@ -2,7 +2,8 @@
 
 import unittest
 
-from lab import Lab, LabCase, document, hub_addresses, lab_test, require_root
+from lab import (NO_TUNNEL_UNDER_WINE, Lab, LabCase, document, hub_addresses, lab_test,
+                 not_under_wine, require_root)
 
 
 def setUpModule():
@@ -24,6 +25,7 @@ class Routes(LabCase):
         # r1 answers from the address of whichever link the probes' adapter is on.
         self.assertEqual(hub_hosts(results[0]), ["r1.lab", "r2.lab", "target.lab"])
 
+    @not_under_wine(NO_TUNNEL_UNDER_WINE)
     def test_full_tunnel_routes_keep_plain_probes_on_the_physical_path(self):
         tests = [lab_test("target.lab", "plain"),
                  lab_test("t1.lab", "split", isSplitTunnel=True)]

@@ -9,6 +9,7 @@
 
 #include "Shared/src/Util/shared.util-windows.hpp"
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
+#include "Shared/src/WinSock/shared.winsock-wine.hpp"
 
 #include <mstcpip.h>
 
@@ -51,6 +52,18 @@ OptionId IdOf(SocketOption option) {
         break;
     }
     return {IPPROTO_TCP, kTcpMaxRt};
+}
+
+// After a failed option call: true when the option is the retry bound and Wine refused it, so
+// the probe's wait keeps the time-out alone. Otherwise the last error stays the failure's.
+bool DoneWithoutRetryBound(SocketOption option) noexcept {
+    const auto error = LastSocketError();
+    if (option == SocketOption::RetryTimeoutSeconds &&
+        PlatformRefusals().Tolerate(WineGap::RetryTimeout, error)) {
+        return true;
+    }
+    ::WSASetLastError(static_cast<int>(error));
+    return false;
 }
 
 // Rounded down, so the wait never outlasts its limit.
@@ -161,7 +174,7 @@ public:
         DWORD current = 0;
         int length = sizeof current;
         if (::getsockopt(socket, id.level, id.name, reinterpret_cast<char*>(&current), &length) != 0) {
-            return false;
+            return DoneWithoutRetryBound(option);
         }
         value = current;
         return true;
@@ -171,7 +184,8 @@ public:
         const auto id = IdOf(option);
         const DWORD setting = value;
         return ::setsockopt(socket, id.level, id.name, reinterpret_cast<const char*>(&setting),
-                            sizeof setting) == 0;
+                            sizeof setting) == 0 ||
+               DoneWithoutRetryBound(option);
     }
 
     ConnectWaitResult Connect(SocketHandle socket, const SocketAddress& target,
@@ -216,8 +230,16 @@ public:
     bool EnableReceiveAll(SocketHandle socket) override {
         DWORD mode = RCVALL_IPLEVEL;
         DWORD returned = 0;
-        return ::WSAIoctl(socket, SIO_RCVALL, &mode, sizeof mode, nullptr, 0, &returned, nullptr,
-                          nullptr) == 0;
+        if (::WSAIoctl(socket, SIO_RCVALL, &mode, sizeof mode, nullptr, 0, &returned, nullptr,
+                       nullptr) == 0) {
+            return true;
+        }
+        const auto error = LastSocketError();
+        if (PlatformRefusals().Tolerate(WineGap::ReceiveAll, error)) {
+            return true;
+        }
+        ::WSASetLastError(static_cast<int>(error));
+        return false;
     }
 
     void EnlargeReceiveBuffer(SocketHandle socket) noexcept override {
@@ -268,7 +290,10 @@ SystemCalls& PlatformCalls() {
 }
 
 bool IsProbeExpiryError(std::uint32_t code) noexcept {
-    return code == WSAETIMEDOUT;
+    // Under Wine the Linux kernel beneath ends a SYN whose TTL ran out with host unreachable at
+    // the router's answer, as it does for the Linux build.
+    static const bool underWine = RunningUnderWine();
+    return code == WSAETIMEDOUT || (underWine && code == WSAEHOSTUNREACH);
 }
 
 void WinSockInitialiser::Initialise() {
