@@ -1,0 +1,56 @@
+// One batch of an rtnetlink route dump, as recv() hands it over: the parser skips what it
+// cannot read and never reports a next hop it did not read whole.
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <span>
+#include <vector>
+
+#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/System/shared.system-interfaces-routes_linux.hpp"
+#include "Shared/src/Util/shared.util-strings.hpp"
+
+namespace {
+
+using namespace Shared::System;
+
+// A gateway is on-link (empty) or the text of an IPv4 or IPv6 address.
+bool IsAddressText(const std::wstring& gateway) {
+    if (gateway.empty()) {
+        return true;
+    }
+    const auto text = Shared::Util::ConvertStringType(gateway);
+    unsigned char address[16];
+    return ::inet_pton(AF_INET, text.c_str(), address) == 1 ||
+           ::inet_pton(AF_INET6, text.c_str(), address) == 1;
+}
+
+bool IsDefaultNextHop(const RouteNextHop& hop) {
+    return hop.interfaceIndex > 0 && hop.prefixLength <= 1 && IsAddressText(hop.gateway);
+}
+
+bool HasDuplicates(std::vector<std::wstring> gateways) {
+    std::sort(gateways.begin(), gateways.end());
+    return std::adjacent_find(gateways.begin(), gateways.end()) != gateways.end();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::vector<RouteNextHop> hops;
+    try {
+        ReadRouteMessages(std::as_bytes(std::span(data, size)), hops);
+    } catch (const Shared::Exception::Win32Exception&) {
+        // The kernel's error message: hops read before it are still checked.
+    }
+    if (!std::all_of(hops.begin(), hops.end(), IsDefaultNextHop)) {
+        __builtin_trap();
+    }
+    for (const auto& [index, gateways] : DefaultGatewaysByInterface(hops)) {
+        if (index == 0 || gateways.empty() || HasDuplicates(gateways)) {
+            __builtin_trap();
+        }
+    }
+    return 0;
+}
