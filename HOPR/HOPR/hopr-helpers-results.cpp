@@ -70,9 +70,16 @@ void SetStatistics(AgentProtobuf::MtrTestResult_Hub& hub, const std::vector<std:
     hub.set_stdev(std::sqrt(squares / static_cast<double>(rtts.size() - 1)));
 }
 
+// Asked once per process: on Linux the fully qualified name may need the resolver, and a run
+// of many tests would ask it once per result.
+const std::string& LocalMachineName() {
+    static const auto name = ConvertStringType(
+        Shared::Util::GetHostname(Shared::Util::ComputerNameFormat::DnsFullyQualified));
+    return name;
+}
+
 void FillHeader(AgentProtobuf::MtrTestResult_Mtr& mtr, const Shared::Json::TcpTraceTest& test) {
-    mtr.set_src(ConvertStringType(
-        Shared::Util::GetHostname(Shared::Util::ComputerNameFormat::DnsFullyQualified)));
+    mtr.set_src(LocalMachineName());
     mtr.set_dst(ConvertStringType(test.target));
     mtr.set_dst_address(ConvertStringType(test.resolvedIp));
     mtr.set_tos("0x0");

@@ -55,6 +55,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         probe.wallClock = input.ConsumeIntegral<std::int64_t>();
     }
     HOPR::ProbeAnswers answers;
+    for (const auto& probe : probes) {
+        if (probe.targetAddress == kAddresses[0] && input.ConsumeBool()) {
+            answers.Begin({0x010412C6, static_cast<std::uint16_t>(probe.localPort)},
+                          probe.startTime);
+        }
+    }
     for (auto count = input.ConsumeIntegralInRange<std::size_t>(0, 64); count > 0; --count) {
         Shared::WinSock::ICMPTCPResponse answer;
         answer.originalDestination = PickWireAddress(input);
