@@ -4,6 +4,7 @@
 
 #include <linux/capability.h>
 #include <sys/stat.h>
+#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -103,16 +104,27 @@ TEST(Privileges, AFixedPortBelowTheUnprivilegedStartKeepsOnlyPortBinding) {
     }));
 }
 
-TEST(Privileges, RootKeepsTheOverrideOnlyForADirectoryItsModeBitsRefuse) {
+TEST(Privileges, RootKeepsTheOverrideOnlyWhereModeBitsRefuseIt) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "needs root to hold CAP_DAC_OVERRIDE";
     }
     char pattern[] = "/tmp/hopr-privileges-XXXXXX";
     const std::string directory = ::mkdtemp(pattern);
+    const auto settings = directory + "/registry.reg";
     EXPECT_TRUE(InChild([&] {
+        ::setenv("HOPR_REGISTRY_FILE", settings.c_str(), 1);  // missing: the defaults
         Shared::System::DropPrivileges({.logDirectory = directory + "/not-yet/made"});
         return HoldsNone();
     }));
+    std::ofstream(settings) << "Windows Registry Editor Version 5.00\n";
+    ASSERT_EQ(::chmod(settings.c_str(), 0600), 0);
+    ASSERT_EQ(::chown(settings.c_str(), 65534, 65534), 0);
+    EXPECT_TRUE(InChild([&] {
+        ::setenv("HOPR_REGISTRY_FILE", settings.c_str(), 1);  // a stranger's, only its owner reads
+        Shared::System::DropPrivileges({});
+        return HoldsOnly(Bit(CAP_DAC_OVERRIDE));
+    }));
+    ::unlink(settings.c_str());
     ASSERT_EQ(::chown(directory.c_str(), 65534, 65534), 0);
     EXPECT_TRUE(InChild([&] {
         Shared::System::DropPrivileges({.logDirectory = directory});

@@ -6,8 +6,9 @@
 //   or above ip_unprivileged_port_start: nothing. An agent's fixed range below that start
 //   needs CAP_NET_BIND_SERVICE.
 // - files made later (a rotated log, the exit-event FIFO and its directory) are made as the
-//   same user. Root without CAP_DAC_OVERRIDE obeys the mode bits as their owner does, which
-//   /var/log/hopr and /run/hopr allow; kept only where the bits would refuse it.
+//   same user, and the settings file is read at every lookup. Root without CAP_DAC_OVERRIDE
+//   obeys the mode bits as their owner does, which /var/log/hopr, /run/hopr and
+//   /etc/hopr/registry.reg allow; kept only where the bits would refuse it.
 // - the log file, the syslog socket and the listeners' receive buffers (SO_RCVBUFFORCE) are set
 //   up before; connects, reads, name look-ups and the settings file need nothing.
 
@@ -31,6 +32,7 @@
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
+#include "Shared/src/System/shared.system-registry_linux.hpp"
 
 namespace Shared::System {
 namespace detail {
@@ -109,6 +111,13 @@ bool CanOpenEvent(const std::wstring& name, const Identity& who) {
     return CanWriteIn(path.parent_path(), who);
 }
 
+// A missing settings file means the defaults, with or without privilege.
+bool CanReadSettings(const Identity& who) {
+    std::error_code error;
+    const auto path = fs::absolute(RegistryFilePath(), error);
+    return !fs::exists(path, error) || (Grants(path, who, R_OK) && EveryParentPasses(path, who));
+}
+
 unsigned UnprivilegedPortStart() {
     std::ifstream file("/proc/sys/net/ipv4/ip_unprivileged_port_start");
     unsigned start = 0;
@@ -126,7 +135,8 @@ std::vector<unsigned> NeededCapabilities(const LaterNeeds& needs) {
     }
     const auto who = ProcessIdentity();
     if ((!needs.logDirectory.empty() && !CanWriteIn(needs.logDirectory, who)) ||
-        (!needs.exitEventName.empty() && !CanOpenEvent(needs.exitEventName, who))) {
+        (!needs.exitEventName.empty() && !CanOpenEvent(needs.exitEventName, who)) ||
+        !CanReadSettings(who)) {
         needed.push_back(CAP_DAC_OVERRIDE);
     }
     return needed;
