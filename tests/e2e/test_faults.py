@@ -102,7 +102,9 @@ class Termination(LabCase):
             lines, after = run_until(process, HOP_3, lambda: process.send_signal(signal.SIGTERM))
         self.assertEqual(process.returncode, 0)
         hubs = results_of(lines)[0]["report"]["hubs"]
-        self.assertEqual([h["count"] for h in hubs], ["1", "2", "3"])
+        # Stopped in the silent hop 3 (or at worst the next): the whole path has five.
+        self.assertEqual([h["count"] for h in hubs][:3], ["1", "2", "3"])
+        self.assertLess(len(hubs), 5)
         self.assertEqual(hub_addresses(results_of(lines)[0])[:2], ["198.18.1.1", "198.18.2.1"])
         self.assertIn("Asked to terminate: writing the results gathered so far.", "".join(lines))
         self.assertLess(after, 20)
