@@ -12,12 +12,19 @@ namespace {
 
 using Log::GuardedLog;
 
-void WaitForScheduledStart(std::int64_t boundMs) {
+constexpr unsigned long kThreadEnded = Shared::Concurrency::kWaitObject0 + 2;
+
+// False when the run was stopped before the start came.
+bool WaitForScheduledStart(std::int64_t boundMs, const Shared::Concurrency::Event* stop) {
     Shared::Concurrency::Scheduler<TestTypes> scheduler(Shared::Concurrency::WaitableTimer(), 1,
                                                         boundMs, TestTypes::NetworkTest);
     scheduler.ScheduleNext();
-    Shared::Concurrency::WaitFor(scheduler.Timer().Handle(), Shared::Concurrency::kInfinite,
-                                 false);
+    std::vector<Shared::Concurrency::NativeHandle> handles{scheduler.Timer().Handle()};
+    if (stop != nullptr) {
+        handles.push_back(stop->Handle());
+    }
+    return Shared::Concurrency::WaitFor(handles, false, Shared::Concurrency::kInfinite, false) ==
+           Shared::Concurrency::kWaitObject0;
 }
 
 }  // namespace
@@ -29,8 +36,9 @@ void RunTestBody(const TestContext& context) noexcept {
         if (!ShouldRun(test)) {
             return;
         }
-        if (!run.appState.parameters.isSerialised && run.appState.schedulingBoundMs >= 1) {
-            WaitForScheduledStart(run.appState.schedulingBoundMs);
+        if (!run.appState.parameters.isSerialised && run.appState.schedulingBoundMs >= 1 &&
+            !WaitForScheduledStart(run.appState.schedulingBoundMs, context.exitEvent)) {
+            return;
         }
         TraceOptions options;
         options.connectionTimeoutOverride =
@@ -46,27 +54,30 @@ void RunTestBody(const TestContext& context) noexcept {
     }
 }
 
-void RunSerialised(RunState& run) {
+void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination) {
     const auto& parameters = run.appState.parameters;
     try {
         GuardedLog::Info("Opening event {}",
                          Shared::Util::ConvertErrorString(parameters.exitEventName));
         Shared::Concurrency::Event exitEvent(true, false, parameters.exitEventName);
+        // What the traces watch: signalled for the exit event and for a request to terminate.
+        Shared::Concurrency::Event stop(true);
         std::uint16_t currentPort = parameters.minPort;
         const std::uint16_t maxPort = parameters.maxPort;
         for (std::uint64_t i = 0; i < parameters.tests.size(); ++i) {
             const auto& slot = run.results.at(i);
             Shared::Concurrency::Event threadEnded(true);
-            const TestContext context{run, i, &exitEvent, currentPort, maxPort};
+            const TestContext context{run, i, &stop, currentPort, maxPort};
             std::jthread testThread([&] {
                 RunTestBody(context);
                 threadEnded.Signal();
             });
             const auto signalled = Shared::Concurrency::WaitFor(
-                {exitEvent.Handle(), threadEnded.Handle()}, false, Shared::Concurrency::kInfinite,
-                false);
-            if (signalled == Shared::Concurrency::kWaitObject0) {
+                {exitEvent.Handle(), termination.Handle(), threadEnded.Handle()}, false,
+                Shared::Concurrency::kInfinite, false);
+            if (signalled != kThreadEnded) {
                 GuardedLog::Info("Sequential tracing is exiting due received signal.");
+                stop.Signal();
                 return;
             }
             // The body has ended; joining makes its writes to the slot visible here.

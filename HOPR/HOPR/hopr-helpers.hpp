@@ -70,10 +70,12 @@ struct TestContext {
     std::uint16_t lastPort;
 };
 
-// VPN gate, scheduled start (concurrent runs only), then the trace into the result slot.
+// VPN gate, scheduled start (concurrent runs only), then the trace into the result slot. The
+// exit event, when there is one, also ends the wait for the scheduled start.
 void RunTestBody(const TestContext& context) noexcept;
 
-void RunSerialised(RunState& run);
+// Ends early, like at its exit event, when `termination` is signalled.
+void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination);
 
 // ---- results (hopr-helpers-results.cpp, hopr-helpers-dump.cpp)
 

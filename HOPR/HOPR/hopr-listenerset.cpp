@@ -6,7 +6,7 @@
 
 namespace HOPR {
 
-ListenerSet::ListenerSet(const std::vector<std::wstring>& addresses, RunState& run,
+ListenerSet::ListenerSet(const std::vector<std::wstring>& addresses,
                          Shared::WinSock::SystemCalls& calls) {
     for (auto address = addresses.begin(); address != addresses.end(); ++address) {
         if (std::find(addresses.begin(), address, *address) == address) {
@@ -14,7 +14,14 @@ ListenerSet::ListenerSet(const std::vector<std::wstring>& addresses, RunState& r
             listeners_.back()->Bind(*address);
         }
     }
-    // Every listener is bound before the first thread starts, as a failed bind ends the run.
+}
+
+ListenerSet::~ListenerSet() {
+    Stop();
+}
+
+// Every listener is bound before the first thread starts, as a failed bind ends the run.
+void ListenerSet::Start(RunState& run) {
     try {
         for (auto& listener : listeners_) {
             threads_.emplace_back(ListenerWorker, std::ref(*listener), std::ref(run.answers),
@@ -24,10 +31,6 @@ ListenerSet::ListenerSet(const std::vector<std::wstring>& addresses, RunState& r
         Stop();
         throw;
     }
-}
-
-ListenerSet::~ListenerSet() {
-    Stop();
 }
 
 void ListenerSet::Stop() noexcept {

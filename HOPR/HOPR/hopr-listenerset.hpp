@@ -1,6 +1,7 @@
 #pragma once
 // The run's ICMP listeners and their reading threads, as one object: constructing it binds a
-// listener per address and starts its thread; Stop() or destruction closes and joins them.
+// listener per address, Start() starts their threads; Stop() or destruction closes and joins
+// them.
 
 #include <memory>
 #include <string>
@@ -14,11 +15,15 @@ namespace HOPR {
 class ListenerSet {
 public:
     // One listener per address, in order; an address equal to an earlier one is skipped.
-    ListenerSet(const std::vector<std::wstring>& addresses, RunState& run,
+    // Starts no thread, so that privileges can be given up between the bind and the start.
+    ListenerSet(const std::vector<std::wstring>& addresses,
                 Shared::WinSock::SystemCalls& calls = Shared::WinSock::PlatformCalls());
     ~ListenerSet();
     ListenerSet(const ListenerSet&) = delete;
     ListenerSet& operator=(const ListenerSet&) = delete;
+
+    // A reading thread per listener, feeding the run's answers and resolution queues.
+    void Start(RunState& run);
 
     // Closes every listener, which ends its thread, then joins the threads in order.
     void Stop() noexcept;

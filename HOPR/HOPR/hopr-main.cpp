@@ -13,10 +13,14 @@
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "HOPR/HOPR/hopr-hostresolution.hpp"
 #include "HOPR/HOPR/hopr-listenerset.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
+#include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Json/shared.json-configobjects.hpp"
+#include "Shared/src/Log/shared.log-directory.hpp"
 #include "Shared/src/Log/shared.log-factory.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/System/shared.system-agentsettings.hpp"
+#include "Shared/src/System/shared.system-privileges.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
 
@@ -84,7 +88,8 @@ void StartWorkers(Run& run) {
     }
 }
 
-// Chooses the addresses and binds the listeners; false when there is no usable adapter.
+// Chooses the addresses and binds the listeners (their threads start later); false when there
+// is no usable adapter.
 bool BindListeners(Run& run) {
     const auto adapters = Shared::System::GetUsableAdapters();
     if (adapters.empty()) {
@@ -100,8 +105,33 @@ bool BindListeners(Run& run) {
     const auto& bindAddress = state.PhysicalBind();
     GuardedLog::Info("The listener physical interface IP address to bind to is: {}",
                      ConvertErrorString(bindAddress));
-    run.listeners.emplace(std::vector<std::wstring>{bindAddress, state.virtualAddress}, state);
+    run.listeners.emplace(std::vector<std::wstring>{bindAddress, state.virtualAddress});
     return true;
+}
+
+// What the rest of the run may need privilege for, once the listeners are bound.
+Shared::System::LaterNeeds NeedsAfterBind(const AppState& appState) {
+    Shared::System::LaterNeeds needs;
+    const auto& parameters = appState.parameters;
+    if (appState.arguments.isJson && parameters.isSerialised) {
+        needs.lowestFixedPort = parameters.minPort;
+        needs.exitEventName = parameters.exitEventName;
+    }
+    const auto mode = appState.arguments.loggingMode;
+    if (mode == Log::LoggingMode::File || mode == Log::LoggingMode::ConsoleAndFile) {
+        needs.logDirectory = Log::LogDirectory();
+    }
+    return needs;
+}
+
+// Threads are started only now: capabilities belong to threads, and each new thread takes the
+// starting thread's.
+void StartThreads(Run& run) {
+    Log::StartPeriodicFlush();
+    run.listeners->Start(run.state);
+    if (run.state.hostResolutionEnabled) {
+        StartWorkers(run);
+    }
 }
 
 Shared::Json::TcpTraceTest TestFromCommandLine(const CommandLineArguments& arguments) {
@@ -131,7 +161,8 @@ void RunConcurrently(Run& run) {
     const auto count = appState.parameters.tests.size();
     run.contexts.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) {
-        run.contexts.push_back({run.state, i, nullptr, 0, 0});
+        run.contexts.push_back(
+            {run.state, i, &Shared::Concurrency::TerminationEvent(), 0, 0});
     }
     run.testThreads.reserve(count);
     for (const auto& context : run.contexts) {
@@ -146,11 +177,14 @@ void RunTests(Run& run) {
     auto& state = run.state;
     if (!state.appState.arguments.isJson) {
         if (!state.appState.parameters.tests.empty()) {
+            TraceOptions options;
+            options.exitEvent = &Shared::Concurrency::TerminationEvent();
             state.results[0] = Trace(state.VirtualBind(), state.PhysicalBind(),
-                                     state.appState.parameters.tests.front(), state.answers, {});
+                                     state.appState.parameters.tests.front(), state.answers,
+                                     options);
         }
     } else if (state.appState.parameters.isSerialised) {
-        RunSerialised(state);
+        RunSerialised(state, Shared::Concurrency::TerminationEvent());
     } else {
         RunConcurrently(run);
     }
@@ -199,6 +233,9 @@ void WriteResults(const RunState& state) {
         Shared::Util::ConvertStringType(Shared::Json::ObjectStringVectorToJSON(texts));
     GuardedLog::Info("HOPR has produced the following JSON to write back to STDOUT: {}", output);
     std::cout << output << std::flush;
+    if (!std::cout) {
+        throw Shared::Exception::RuntimeError("Failed to write the results to standard output");
+    }
 }
 
 int Execute(Run& run, int argc, const char* const* argv) {
@@ -216,16 +253,20 @@ int Execute(Run& run, int argc, const char* const* argv) {
             return *exitCode;
         }
     }
+    // From here on the agent's SIGTERM ends the run as its exit event does.
+    Shared::Concurrency::WatchTermination();
     run.winSock.Initialise();
-    if (run.state.hostResolutionEnabled) {
-        StartWorkers(run);
-    }
     if (!BindListeners(run)) {
         return kExitNoAdapter;
     }
+    Shared::System::DropPrivileges(NeedsAfterBind(appState));
+    StartThreads(run);
     PrepareTests(run.state);
     WaitForListenersWarmUp();
     RunTests(run);
+    if (Shared::Concurrency::TerminationRequested()) {
+        GuardedLog::Info("Asked to terminate: writing the results gathered so far.");
+    }
     StopListenersAndWorkers(run);
     WriteResults(run.state);
     return kExitSuccess;
@@ -247,6 +288,7 @@ int Execute(Run& run, int argc, const char* const* argv) {
 int Main(int argc, const char* const* argv) {
     std::optional<Run> run;
     try {
+        Shared::Util::GuardStandardStreams();  // before anything takes a descriptor
         run.emplace(Shared::System::AgentSettings::HostResolutionWorkerCount(),
                     Shared::System::AgentSettings::IsHostResolutionEnabled());
         const int exitCode = Execute(*run, argc, argv);

@@ -52,6 +52,9 @@ void CreateLogger(LoggingMode mode, spdlog::level::level_enum level, const std::
     spdlog::register_logger(logger);
     spdlog::set_default_logger(logger);
     spdlog::set_level(level);
+}
+
+void StartPeriodicFlush() {
     spdlog::flush_every(std::chrono::seconds(5));
 }
 

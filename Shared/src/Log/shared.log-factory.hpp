@@ -9,10 +9,14 @@
 
 namespace Log {
 
-// Builds the "default" logger for the mode and installs it as spdlog's default, with a flush
-// every 5 seconds. The file sink writes {LogDirectory()}/{fileName}, creating the directory.
-// Throws "Unsupported LogTarget" for a mode above 5.
+// Builds the "default" logger for the mode and installs it as spdlog's default. The file sink
+// writes {LogDirectory()}/{fileName}, creating the directory. Throws "Unsupported LogTarget"
+// for a mode above 5.
 void CreateLogger(LoggingMode mode, spdlog::level::level_enum level, const std::string& fileName,
                   std::uint32_t maxFiles, std::uint32_t maxFileSize);
+
+// Flushes the default logger every 5 seconds, on a thread of spdlog's: started apart from the
+// logger so that the program can give up its privileges before any thread exists.
+void StartPeriodicFlush();
 
 }  // namespace Log

@@ -1,4 +1,5 @@
 #include "Shared/src/System/shared.system-registry.hpp"
+#include "Shared/src/System/shared.system-registry_linux.hpp"
 
 #include <cstdlib>
 #include <fstream>
@@ -11,8 +12,7 @@ namespace {
 
 // Read at every lookup, as the live registry would be: the agent may change a value mid-run.
 RegistryExport LoadExport() {
-    const char* path = std::getenv("HOPR_REGISTRY_FILE");
-    std::ifstream file(path && *path ? path : "/etc/hopr/registry.reg", std::ios::binary);
+    std::ifstream file(RegistryFilePath(), std::ios::binary);
     if (!file) {
         return {};
     }
@@ -22,6 +22,11 @@ RegistryExport LoadExport() {
 }
 
 }  // namespace
+
+std::string RegistryFilePath() {
+    const char* path = std::getenv("HOPR_REGISTRY_FILE");
+    return path && *path ? path : "/etc/hopr/registry.reg";
+}
 
 std::optional<std::uint32_t> ReadRegistryDword(std::wstring_view key, std::wstring_view name) {
     const auto registry = LoadExport();

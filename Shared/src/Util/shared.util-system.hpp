@@ -1,5 +1,5 @@
 #pragma once
-// Standard input, the local host name and the executable's directory.
+// Standard input and output, the local host name and the executable's directory.
 
 #include <string>
 
@@ -10,6 +10,12 @@ enum class ComputerNameFormat { DnsHostname, DnsFullyQualified };
 // The next line of standard input without its line feed; throws "Failed reading line from
 // std::cin" when the stream is already at its end or fails.
 std::string ReadStdLine();
+
+// Linux: a standard stream that the parent closed is opened on /dev/null, so that no file or
+// socket opened later takes its number (the results would be written into it); a write to
+// standard output after its reader has gone fails with EPIPE instead of ending the process
+// unseen by SIGPIPE. Windows: nothing to do.
+void GuardStandardStreams();
 
 std::wstring GetHostname(ComputerNameFormat format);
 

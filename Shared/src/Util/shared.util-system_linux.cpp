@@ -1,7 +1,9 @@
 #include "Shared/src/Util/shared.util-system.hpp"
 #include "Shared/src/Util/shared.util-system_linux.hpp"
 
+#include <fcntl.h>
 #include <netdb.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -69,6 +71,16 @@ std::wstring GetCurrentExecutableDirectory() {
 
 std::string JoinPath(const std::string& directory, const std::string& file) {
     return directory + "/" + file;
+}
+
+void GuardStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        // The lowest free number is the closed stream's own.
+        if (::fcntl(stream, F_GETFD) == -1 && errno == EBADF) {
+            ::open("/dev/null", O_RDWR);
+        }
+    }
+    ::signal(SIGPIPE, SIG_IGN);
 }
 
 }  // namespace Shared::Util

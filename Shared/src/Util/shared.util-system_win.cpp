@@ -61,6 +61,8 @@ std::string JoinPath(const std::string& directory, const std::string& file) {
     return directory + "\\" + file;
 }
 
+void GuardStandardStreams() {}
+
 unsigned long CurrentThreadId() noexcept {
     return ::GetCurrentThreadId();
 }
