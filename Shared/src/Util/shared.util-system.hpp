@@ -13,6 +13,9 @@ std::string ReadStdLine();
 
 std::wstring GetHostname(ComputerNameFormat format);
 
+// Throws std::runtime_error "GetCurrentExecutablePath() failed".
+std::wstring GetCurrentExecutablePath();
+
 // Throws std::runtime_error "GetCurrentExecutableDirectory() failed".
 std::wstring GetCurrentExecutableDirectory();
 
