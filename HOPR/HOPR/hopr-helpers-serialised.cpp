@@ -51,7 +51,9 @@ void RunSerialised(RunState& run) {
     try {
         GuardedLog::Info("Opening event {}",
                          Shared::Util::ConvertErrorString(parameters.exitEventName));
-        Shared::Concurrency::Event exitEvent(true, false, parameters.exitEventName);
+        // The agent owns the event and may let this process do nothing but wait on it.
+        Shared::Concurrency::Event exitEvent(true, false, parameters.exitEventName,
+                                             Shared::Concurrency::kSynchronizeAccess);
         std::uint16_t currentPort = parameters.minPort;
         const std::uint16_t maxPort = parameters.maxPort;
         for (std::uint64_t i = 0; i < parameters.tests.size(); ++i) {
