@@ -32,4 +32,6 @@ include(cmake/windows-manifest.cmake)
 
 # The system libraries behind the platform seams.
 set(HOPR_PLATFORM_LIBRARIES ws2_32 iphlpapi ntdll advapi32)
+# Function names and line tables are all a stack trace reads: level 1 keeps hopr.exe at about
+# 25 MB, where level 2 makes it 76 MB.
 add_compile_options(-gdwarf-4 -g1)
