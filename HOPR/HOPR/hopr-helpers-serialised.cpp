@@ -59,7 +59,9 @@ void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination)
     try {
         GuardedLog::Info("Opening event {}",
                          Shared::Util::ConvertErrorString(parameters.exitEventName));
-        Shared::Concurrency::Event exitEvent(true, false, parameters.exitEventName);
+        // The agent owns the event and may let this process do nothing but wait on it.
+        Shared::Concurrency::Event exitEvent(true, false, parameters.exitEventName,
+                                             Shared::Concurrency::kSynchronizeAccess);
         // What the traces watch: signalled for the exit event and for a request to terminate.
         Shared::Concurrency::Event stop(true);
         std::uint16_t currentPort = parameters.minPort;

@@ -120,7 +120,8 @@ TEST(ExceptionStackTrace, ReadersOnManyThreadsShareOneText) {
 TEST(ExceptionStackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
     const StackTrace worker = {{"Worker()", "w.cpp", 12}};
     for (const char* outer :
-         {"__tmainCRTStartup", "mainCRTStartup", "_threadstartex", "_beginthreadex_trampoline",
+         {"__tmainCRTStartup", "mainCRTStartup", "WinMainCRTStartup", "pthread_create_wrapper",
+          "execute_native_thread_routine", "_threadstartex", "_beginthreadex_trampoline",
           "BaseThreadInitThunk", "RtlUserThreadStart", "__libc_start_main"}) {
         auto trace = worker;
         trace.push_back({outer, "", 0});
@@ -142,8 +143,24 @@ TEST(ExceptionStackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
     std::string fromThread;
     std::thread([&] { fromThread = Caught<RuntimeError>(FailInNamedFunction).what(); }).join();
     EXPECT_THAT(fromThread, HasSubstr("FailInNamedFunction\n"));
-    for (const char* outer : {"_beginthreadex", "BaseThreadInitThunk", "RtlUserThreadStart"}) {
+    for (const char* outer : {"pthread_create_wrapper", "_beginthreadex", "BaseThreadInitThunk",
+                              "RtlUserThreadStart"}) {
         EXPECT_THAT(fromThread, Not(HasSubstr(outer)));
+    }
+}
+
+// Library code without debug information is named from the symbol table, but only by a symbol
+// that starts its own function: a static function has none, and the one before it is another's.
+TEST(ExceptionStackTrace, FramesWithoutLineInformationKeepOnlyTheirOwnFunctionsName) {
+    std::string fromThread;
+    std::thread([&] { fromThread = Caught<RuntimeError>(FailInNamedFunction).what(); }).join();
+    const auto run = fromThread.find("_M_run");
+    ASSERT_NE(run, std::string::npos) << fromThread;
+    // What std::thread's body returns to is its start routine: nameless here or a stop frame.
+    const auto next = fromThread.find("\tFrame: ", run);
+    if (next != std::string::npos) {
+        EXPECT_TRUE(std::string_view(fromThread).substr(next).starts_with("\tFrame: 0x"))
+            << fromThread.substr(next);
     }
 }
 

@@ -125,6 +125,32 @@ TEST(RegistryExport, StringEscapesUnfoldAsImportDoes) {
     EXPECT_EQ(TextOf(registry, L"n\"q"), L"named with a quote");
 }
 
+// hex(1) bytes are the file's own text: narrow in a narrow file, UTF-16LE in a UTF-16 one.
+TEST(RegistryExport, AStringEndsAtItsFirstZeroHoweverItIsWritten) {
+    const auto registry = ParseBody(
+        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
+        "\"Bytes\"=hex(1):6f,6e,00,78,00\r\n"
+        "\"Unterminated\"=hex(1):6f,c3,a9\r\n"
+        "\"Empty\"=hex(1):\r\n"
+        "\"Raw\"=\"on" + std::string(1, '\0') + "x\"\r\n");
+    EXPECT_EQ(TextOf(registry, L"Bytes"), L"on");
+    EXPECT_EQ(TextOf(registry, L"Unterminated"), L"o\u00E9");
+    EXPECT_EQ(TextOf(registry, L"Empty"), L"");
+    EXPECT_EQ(TextOf(registry, L"Raw"), L"on");
+
+    std::string utf16 = "\xFF\xFE";
+    for (const char c : std::string("Windows Registry Editor Version 5.00\r\n"
+                                    "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
+                                    "\"Wide\"=hex(1):6f,00,6e,00,00,00,78,00,00,00\r\n"
+                                    "\"OddByte\"=hex(1):6f,00,6e\r\n")) {
+        utf16 += c;
+        utf16 += '\0';
+    }
+    const auto wide = RegistryExport::Parse(utf16);
+    EXPECT_EQ(TextOf(wide, L"Wide"), L"on");
+    EXPECT_EQ(TextOf(wide, L"OddByte"), L"o");
+}
+
 TEST(RegistryExport, AKeyBringsItsParentsAndKeyLinesReadAsImportReadsThem) {
     const auto registry = ParseBody(
         "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Quillon Agent\\Orvia] ; the agent\r\n"

@@ -92,6 +92,10 @@ TEST(VpnStatus, TextsMapExactlyAndAnythingElseIsDisconnected) {
     EXPECT_EQ(raw, L"Connected");
     EXPECT_EQ(statusFor("dword:00000001", &raw), VpnConnectionStatus::Disconnected);
     EXPECT_EQ(raw, L"disconnected");
+    // A REG_SZ "connected\0x": the text ends at the zero, on both back ends.
+    EXPECT_EQ(statusFor("hex(1):63,6f,6e,6e,65,63,74,65,64,00,78,00", &raw),
+              VpnConnectionStatus::Connected);
+    EXPECT_EQ(raw, L"connected");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # hopr.exe under Wine as the agent and an operator meet it: the usage and its exit code, an
-# empty run, and registry values imported with `reg import` steering the log file.
+# empty run, registry values imported with `reg import` steering the log file, and the log
+# beside an executable in a folder whose name is not ASCII.
 # Usage: acceptance.sh HOPR_EXE   (WINEPREFIX set; the prefix's registry is changed and restored)
 set -euo pipefail
 
@@ -52,4 +53,15 @@ for f in velmora_hopr.log velmora_hopr.1.log velmora_hopr.2.log; do
   grep -q 'Using stdin arg' "$work/$f" || fail "$f missing or empty"
 done
 [ ! -e "$work/velmora_hopr.3.log" ] || fail "a third numbered file"
+# The manifest's UTF-8 code page: a log beside an executable whose folder name is not ASCII.
+wine reg delete "HKLM\\SOFTWARE\\Velmora" /f >/dev/null 2>&1 || true
+unicode_dir="$work/tëst-日本"
+mkdir "$unicode_dir"
+cp "$exe" "$unicode_dir/hopr.exe"
+set +e
+wine "$unicode_dir/hopr.exe" json -l f <<<"$empty_line" >/dev/null 2>&1
+rc=$?
+set -e
+[ "$rc" -eq 96 ] || fail "run from a non-ASCII folder exited $rc"
+grep -qs 'Using stdin arg' "$unicode_dir/velmora_hopr.log" || fail "no log in the non-ASCII folder"
 echo "hopr.exe acceptance: ok"

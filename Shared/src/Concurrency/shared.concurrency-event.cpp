@@ -9,10 +9,10 @@
 
 namespace Shared::Concurrency {
 
-Event::Event(bool manualReset, bool openExisting, std::wstring name)
+Event::Event(bool manualReset, bool openExisting, std::wstring name, unsigned long access)
     : manualReset_(manualReset), name_(std::move(name)) {
     try {
-        InternalCreate(openExisting, {});
+        InternalCreate(openExisting, access, {});
     } catch (const Shared::Exception::Win32Exception& e) {
         throw Shared::Exception::Win32Exception(
             fmt::format("Failed to create or open event {}",

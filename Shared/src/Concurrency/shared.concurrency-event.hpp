@@ -9,11 +9,18 @@
 
 namespace Shared::Concurrency {
 
+// Rights on a Windows event: every one, or waiting only.
+inline constexpr unsigned long kEventAllAccess = 0x001F0003;
+inline constexpr unsigned long kSynchronizeAccess = 0x00100000;
+
 class Event {
 public:
-    // Opens the named event when `openExisting`, else creates it (or opens it when it exists).
+    // Opens the named event when `openExisting`, for waiting only; else creates it, or opens it
+    // when it exists, with `access`. An event another party owns may grant no more than
+    // kSynchronizeAccess, and asking for more then fails (Linux has no rights to ask for).
     // Throws Win32Exception "Failed to create or open event {name}".
-    explicit Event(bool manualReset = true, bool openExisting = false, std::wstring name = {});
+    explicit Event(bool manualReset = true, bool openExisting = false, std::wstring name = {},
+                   unsigned long access = kEventAllAccess);
     ~Event();
     Event(const Event& other);
     Event& operator=(const Event& other);
@@ -32,7 +39,8 @@ public:
     static std::string PathForName(const std::wstring& name);
 
 private:
-    void InternalCreate(bool openExisting, const std::wstring& securityDescriptor);
+    void InternalCreate(bool openExisting, unsigned long access,
+                        const std::wstring& securityDescriptor);
     void Adopt(Shared::Raii::NativeHandle handle);
 
     Shared::Raii::Win32Handle handle_;

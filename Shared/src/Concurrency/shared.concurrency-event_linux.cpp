@@ -26,7 +26,8 @@ std::string EventDirectory() {
 }
 
 [[noreturn]] void ThrowLastError(const char* message) {
-    throw Shared::Exception::Win32Exception(message, static_cast<std::uint32_t>(errno));
+    const auto error = static_cast<std::uint32_t>(errno);
+    throw Shared::Exception::Win32Exception(message, error);
 }
 
 }  // namespace
@@ -44,7 +45,8 @@ std::string Event::PathForName(const std::wstring& name) {
     return EventDirectory() + "/" + file;
 }
 
-void Event::InternalCreate(bool openExisting, const std::wstring& /*securityDescriptor*/) {
+void Event::InternalCreate(bool openExisting, unsigned long /*access*/,
+                           const std::wstring& /*securityDescriptor*/) {
     if (name_.empty()) {
         const int fd = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
         if (fd < 0) {

@@ -17,7 +17,8 @@ namespace {
 
 }  // namespace
 
-void Event::InternalCreate(bool openExisting, const std::wstring& securityDescriptor) {
+void Event::InternalCreate(bool openExisting, unsigned long access,
+                           const std::wstring& securityDescriptor) {
     const wchar_t* name = name_.empty() ? nullptr : name_.c_str();
     if (openExisting) {
         // Waiting is all an opened event is for: the owner signals and resets it.
@@ -35,7 +36,10 @@ void Event::InternalCreate(bool openExisting, const std::wstring& securityDescri
             nullptr)) {
         ThrowLastError("Failed to convert security descriptor");
     }
-    const HANDLE handle = ::CreateEventW(&attributes, manualReset_ ? TRUE : FALSE, FALSE, name);
+    // One call creates the event or opens the existing one, with the same rights either way:
+    // no window between a failed open and the creation in which another party creates it.
+    const HANDLE handle = ::CreateEventExW(&attributes, name,
+                                           manualReset_ ? CREATE_EVENT_MANUAL_RESET : 0, access);
     const DWORD error = ::GetLastError();
     ::LocalFree(attributes.lpSecurityDescriptor);
     if (handle == nullptr) {

@@ -11,13 +11,15 @@ namespace Shared::Exception {
 namespace {
 
 // Start-up and thread-start frames; they and everything outside them are noise. Besides the
-// Microsoft C runtime's and glibc's: mingw's (__tmainCRTStartup, mainCRTStartup), the C
-// runtime's thread start behind _beginthreadex, and the system's thread thunks.
-constexpr std::array<std::string_view, 11> kStartupFrames = {
+// Microsoft C runtime's and glibc's: mingw's (__tmainCRTStartup, mainCRTStartup,
+// WinMainCRTStartup), std::thread's start routine, the POSIX thread start of mingw's
+// winpthreads, the C runtime's thread start behind _beginthreadex, and the system's thread thunks.
+constexpr std::array<std::string_view, 14> kStartupFrames = {
     "invoke_main", "ucrtbase", "__scrt_common_main_seh",
     "__libc_start_call_main", "__libc_start_main", "_start",
-    "mainCRTStartup", "_threadstartex", "_beginthreadex",
-    "BaseThreadInitThunk", "RtlUserThreadStart"};
+    "mainCRTStartup", "WinMainCRTStartup", "execute_native_thread_routine",
+    "pthread_create_wrapper", "_threadstartex", "_beginthreadex", "BaseThreadInitThunk",
+    "RtlUserThreadStart"};
 
 std::atomic<std::size_t> symbolisedStacks{0};
 

@@ -28,8 +28,12 @@ std::wstring_view Trim(std::wstring_view text) {
     return text;
 }
 
+bool IsUtf16(std::string_view bytes) {
+    return bytes.starts_with("\xFF\xFE");
+}
+
 std::wstring DecodeText(std::string_view bytes) {
-    if (bytes.starts_with("\xFF\xFE")) {
+    if (IsUtf16(bytes)) {
         std::wstring wide;
         for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
             wide += static_cast<wchar_t>(static_cast<unsigned char>(bytes[i]) |
@@ -103,9 +107,39 @@ std::optional<std::vector<std::uint8_t>> ReadBytes(std::wstring_view text) {
     return bytes;
 }
 
-// hex:... and hex(type):...; hex(4) is REG_DWORD written byte by byte, least significant first.
-// Bytes continued on the next line ("...,\\") make a value of another type, not read here.
-std::optional<RegistryValue> ParseHex(std::wstring_view data) {
+// A string value ends at its first zero, as a REG_SZ read from the registry does: text stored
+// past an embedded zero is not part of it.
+RegistryValue StringValue(std::wstring text) {
+    RegistryValue value;
+    value.type = RegistryValue::Type::String;
+    value.text = std::move(text);
+    value.text.resize(std::min(value.text.find(L'\0'), value.text.size()));
+    return value;
+}
+
+// REG_SZ written as bytes (how an export shows a string with an embedded zero): UTF-16LE in a
+// UTF-16 file, the file's own narrow text otherwise, as `reg import` takes them.
+RegistryValue StringFromBytes(const std::vector<std::uint8_t>& bytes, bool utf16File) {
+    std::wstring text;
+    if (utf16File) {
+        for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+            text += static_cast<wchar_t>(bytes[i] | bytes[i + 1] << 8);
+        }
+    } else {
+        const std::string narrow(bytes.begin(), std::find(bytes.begin(), bytes.end(), 0));
+        try {
+            text = Shared::Util::ConvertStringType(narrow);
+        } catch (const std::exception&) {
+            return {};  // not text: a value of another type
+        }
+    }
+    return StringValue(std::move(text));
+}
+
+// hex:... and hex(type):...; hex(4) is REG_DWORD written byte by byte, least significant first,
+// hex(1) a REG_SZ. Bytes continued on the next line ("...,\\") make a value of another type,
+// not read here.
+std::optional<RegistryValue> ParseHex(std::wstring_view data, bool utf16File) {
     RegistryValue value;
     if (data.ends_with(L'\\')) {
         return value;
@@ -116,6 +150,9 @@ std::optional<RegistryValue> ParseHex(std::wstring_view data) {
     if (!bytes) {
         return std::nullopt;
     }
+    if (data.substr(0, colon) == L"hex(1)") {
+        return StringFromBytes(*bytes, utf16File);
+    }
     if (data.substr(0, colon) == L"hex(4)" && bytes->size() == 4) {
         value.type = RegistryValue::Type::Dword;
         for (auto byte = bytes->rbegin(); byte != bytes->rend(); ++byte) {
@@ -125,15 +162,13 @@ std::optional<RegistryValue> ParseHex(std::wstring_view data) {
     return value;
 }
 
-std::optional<RegistryValue> ParseData(std::wstring_view data) {
+std::optional<RegistryValue> ParseData(std::wstring_view data, bool utf16File) {
     RegistryValue value;
     if (auto text = ReadQuoted(data)) {
         if (!EndsHere(data)) {
             return std::nullopt;
         }
-        value.type = RegistryValue::Type::String;
-        value.text = std::move(*text);
-        return value;
+        return StringValue(std::move(*text));
     }
     if (data.starts_with(L"dword:")) {
         const auto dword = ReadDword(data.substr(6));
@@ -145,7 +180,7 @@ std::optional<RegistryValue> ParseData(std::wstring_view data) {
         return value;
     }
     if (data.starts_with(L"hex:") || data.starts_with(L"hex(")) {
-        return ParseHex(data);
+        return ParseHex(data, utf16File);
     }
     return std::nullopt;
 }
@@ -171,6 +206,7 @@ RegistryExport RegistryExport::Parse(std::string_view bytes) {
     std::wstring text;
     try {
         text = DecodeText(bytes);
+        result.utf16File_ = IsUtf16(bytes);
     } catch (const std::exception&) {
         return result;
     }
@@ -254,7 +290,7 @@ void RegistryExport::ParseValueLine(std::wstring_view line, const std::wstring& 
     auto& values = keys_[currentKey];
     if (data.starts_with(L'-') && EndsHere(data.substr(1))) {
         values.erase(name);
-    } else if (auto value = ParseData(data)) {
+    } else if (auto value = ParseData(data, utf16File_)) {
         values[name] = std::move(*value);
     }
 }

@@ -39,6 +39,7 @@ private:
     void DeleteKey(const std::wstring& key);
 
     std::map<std::wstring, std::map<std::wstring, RegistryValue>> keys_;
+    bool utf16File_ = false;
 };
 
 }  // namespace Shared::System

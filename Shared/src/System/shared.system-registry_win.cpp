@@ -1,5 +1,7 @@
 #include "Shared/src/System/shared.system-registry.hpp"
 
+#include <algorithm>
+
 #include "Shared/src/Util/shared.util-windows.hpp"
 
 namespace Shared::System {
@@ -30,8 +32,8 @@ std::optional<std::wstring> ReadRegistryString(std::wstring_view key, std::wstri
                        nullptr, value.data(), &size) != ERROR_SUCCESS) {
         return std::nullopt;
     }
-    // The size counts the terminating zero.
-    value.resize(size >= sizeof(wchar_t) ? size / sizeof(wchar_t) - 1 : 0);
+    // The text ends at the first zero: a value may store more after an embedded one.
+    value.resize(std::min<std::size_t>(size / sizeof(wchar_t), value.find(L'\0')));
     return value;
 }
 

@@ -19,6 +19,9 @@ void GuardStandardStreams();
 
 std::wstring GetHostname(ComputerNameFormat format);
 
+// Throws std::runtime_error "GetCurrentExecutablePath() failed".
+std::wstring GetCurrentExecutablePath();
+
 // Throws std::runtime_error "GetCurrentExecutableDirectory() failed".
 std::wstring GetCurrentExecutableDirectory();
 

@@ -60,10 +60,18 @@ std::wstring GetHostname(ComputerNameFormat format) {
     return fullyQualified;
 }
 
-std::wstring GetCurrentExecutableDirectory() {
+std::wstring GetCurrentExecutablePath() {
     std::error_code error;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    if (error || !executable.has_parent_path()) {
+    if (error) {
+        throw std::runtime_error("GetCurrentExecutablePath() failed");
+    }
+    return executable.wstring();
+}
+
+std::wstring GetCurrentExecutableDirectory() {
+    const std::filesystem::path executable(GetCurrentExecutablePath());
+    if (!executable.has_parent_path()) {
         throw std::runtime_error("GetCurrentExecutableDirectory() failed");
     }
     return executable.parent_path().wstring();

@@ -36,21 +36,24 @@ std::wstring GetHostname(ComputerNameFormat format) {
     return name;
 }
 
-std::wstring GetCurrentExecutableDirectory() {
+std::wstring GetCurrentExecutablePath() {
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length =
             ::GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
         if (length == 0) {
-            throw std::runtime_error("GetCurrentExecutableDirectory() failed");
+            throw std::runtime_error("GetCurrentExecutablePath() failed");
         }
         if (length < path.size()) {
             path.resize(length);
-            break;
+            return path;
         }
         path.resize(path.size() * 2);
     }
-    const auto directory = std::filesystem::path(path).parent_path();
+}
+
+std::wstring GetCurrentExecutableDirectory() {
+    const auto directory = std::filesystem::path(GetCurrentExecutablePath()).parent_path();
     if (directory.empty()) {
         throw std::runtime_error("GetCurrentExecutableDirectory() failed");
     }

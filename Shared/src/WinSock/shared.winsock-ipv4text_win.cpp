@@ -30,7 +30,8 @@ std::uint32_t ParseIpv4Strict(const std::wstring& address) {
 std::wstring FormatIpv4(const void* address) {
     wchar_t text[kIpv4TextLength] = {};
     if (::InetNtopW(AF_INET, const_cast<void*>(address), text, kIpv4TextLength) == nullptr) {
-        throw WinSockException("InetNtopW() failed", static_cast<std::uint32_t>(::WSAGetLastError()));
+        const auto error = static_cast<std::uint32_t>(::WSAGetLastError());
+        throw WinSockException("InetNtopW() failed", error);
     }
     return text;
 }
