@@ -1,5 +1,5 @@
 """Floods the client from a lab router: time-exceeded datagrams quoting the traced target from
-random source ports, as fast as one core sends them, mixed with malformed and unrelated ICMP.
+every source port in random order, up to RATE a second, mixed with malformed and unrelated ICMP.
 
 Run inside a router's namespace: python3 flood.py DESTINATION TARGET SECONDS
 """
@@ -9,6 +9,9 @@ import socket
 import struct
 import sys
 import time
+
+
+RATE = 30_000
 
 
 def checksum(data):
@@ -54,12 +57,16 @@ def main():
     sender = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
     packets = quoting_the_target(target) + list(datagrams(target))
     random.shuffle(packets)
-    deadline = time.monotonic() + seconds
+    start = time.monotonic()
     sent = 0
-    while time.monotonic() < deadline:
+    while time.monotonic() < start + seconds:
         for packet in packets:
             sender.sendto(packet, (destination, 0))
-        sent += len(packets)
+            sent += 1
+            if sent % 1000 == 0:
+                # At most RATE a second: every port is still quoted within the listeners'
+                # warm-up, and a busy machine's listener is not starved of the real answers.
+                time.sleep(max(0.0, start + sent / RATE - time.monotonic()))
     print(sent)
 
 
