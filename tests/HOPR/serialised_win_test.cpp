@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Util/shared.util-windows.hpp"
 #include "support/captured_log.hpp"
 
@@ -25,7 +26,8 @@ TEST(SerialisedRun, OpensAnExitEventThatLetsItOnlyWait) {
     run.appState.parameters.isSerialised = true;
     run.appState.parameters.exitEventName = L"Local\\hopr-test-agent-exit";
     const CapturedLog log;
-    HOPR::RunSerialised(run);
+    const Shared::Concurrency::Event noTermination(true);
+    HOPR::RunSerialised(run, noTermination);
     EXPECT_THAT(log.Text(), HasSubstr("Sequential tracing has been completed."));
     EXPECT_THAT(log.Text(), Not(HasSubstr("Failed running a serialised test.")));
     ::CloseHandle(agent);
