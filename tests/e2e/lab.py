@@ -81,7 +81,15 @@ class WineProgram:
         return self.template
 
     def start(self, lab):
-        subprocess.run(["cp", "-al", self.booted_template(), self.prefix(lab)], check=True)
+        prefix = self.prefix(lab)
+        subprocess.run(["cp", "-al", self.booted_template(), prefix], check=True)
+        # The registry files are the lab's own: a server that rewrote a shared one in place
+        # would change every later lab's Wine (its device service then lists no adapter).
+        for name in os.listdir(prefix):
+            path = os.path.join(prefix, name)
+            if os.path.isfile(path):
+                shutil.copy2(path, path + ".own")
+                os.replace(path + ".own", path)
         # A persistent server, and its services started now with no pipe of a test's run to
         # hold open.
         self.quietly(lab, "wineserver", "-p")

@@ -8,7 +8,8 @@ import subprocess
 import time
 import unittest
 
-from lab import Lab, LabCase, document, hub_addresses, lab_test, require_root
+from lab import (Lab, LabCase, document, hub_addresses, lab_test, not_under_wine,
+                 require_root)
 
 # Router 3 is silent, so the trace spends a second per probe on hop 3: time to act.
 ROUTERS = ("--routers", 4, "--silent", 3)
@@ -46,6 +47,8 @@ def results_of(lines):
     return json.loads(last[last.index("[{"):])
 
 
+@not_under_wine("not yet made to run against hopr.exe: the link change is timed on log lines "
+                "of the Linux build")
 class LinkFaults(LabCase):
     def fault_during_hop_3(self, *fault):
         with Lab(*ROUTERS) as lab:
@@ -70,6 +73,8 @@ class LinkFaults(LabCase):
         self.assertIn("bind() failed", log)
 
 
+@not_under_wine("the standard-descriptor guard and SIGPIPE are the Linux build's; Windows has "
+                "neither")
 class ClosedOutput(LabCase):
     def test_reader_gone_before_the_results_exits_255_not_killed_by_sigpipe(self):
         with Lab("--routers", 2) as lab:
@@ -95,6 +100,7 @@ class ClosedOutput(LabCase):
         self.assertEqual(log.count('[{"networkObjectDomainOrIpIndex"'), 1)
 
 
+@not_under_wine("SIGTERM is a Linux signal; under Wine it ends hopr.exe's host process")
 class Termination(LabCase):
     def test_sigterm_during_a_trace_writes_the_hops_so_far_and_exits_0(self):
         with Lab(*ROUTERS) as lab:
