@@ -37,6 +37,9 @@ class HostileInput(LabCase):
                          ["198.18.1.1", "198.18.2.1", "198.18.3.1", "198.18.4.1"])
         self.assertEqual([h["loss"] for h in results[0]["report"]["hubs"]], [0, 0, 0, 0])
         # Only a probe's first answer is kept: memory follows the probes, not the datagrams.
+        # A sanitizer's allocator holds freed memory back, so its resident size tells nothing.
+        if os.environ.get("HOPR_SANITIZE"):
+            return
         self.assertLess(stormy_kb - calm_kb, 4096, f"{calm_kb} KiB calm, {stormy_kb} KiB with "
                                                    f"{received} answers received")
 
