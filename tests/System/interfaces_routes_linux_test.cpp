@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include <arpa/inet.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
@@ -198,6 +200,13 @@ TEST(RouteDump, KernelErrorThrowsWithItsCode) {
     } catch (const Shared::Exception::Win32Exception& e) {
         EXPECT_EQ(e.Code(), static_cast<std::uint32_t>(EPERM));
         EXPECT_THAT(e.what(), testing::HasSubstr("GetAdaptersAddresses() failed"));
+    }
+    // A damaged message's most negative code still gives a code, not undefined behaviour.
+    try {
+        ReadRouteMessages(Message(NLMSG_ERROR, Raw(std::numeric_limits<int>::min())), hops);
+        ADD_FAILURE() << "no exception";
+    } catch (const Shared::Exception::Win32Exception& e) {
+        EXPECT_EQ(e.Code(), 0x80000000u);
     }
 }
 

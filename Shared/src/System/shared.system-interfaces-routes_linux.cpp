@@ -142,8 +142,10 @@ void ReadRoute(Bytes payload, std::vector<RouteNextHop>& hops) {
 [[noreturn]] void ThrowKernelError(Bytes payload) {
     int error = -EPROTO;
     CopyOut(payload, error);
+    // Negated as unsigned: a damaged message may carry INT_MIN, whose signed negation is
+    // undefined.
     throw Shared::Exception::Win32Exception("GetAdaptersAddresses() failed",
-                                            static_cast<std::uint32_t>(-error));
+                                            0u - static_cast<std::uint32_t>(error));
 }
 
 void AddOnce(std::vector<std::wstring>& gateways, std::wstring_view gateway) {
