@@ -71,6 +71,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     HOPR::HostNames names;
     const auto text = HOPR::GenerateMtrResults(test, probes, answers, names);
-    Shared::Json::ObjectStringVectorToJSON({text, text});
+    Shared::Json::ObjectStringVectorToJSON({text});
     return 0;
 }
