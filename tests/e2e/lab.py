@@ -13,6 +13,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 BINARY = os.environ.get("HOPR_BINARY", "../../build/hopr")
@@ -301,7 +302,50 @@ def document(tests, serialised=False, event="", min_port=0, max_port=0):
             "minPort": min_port, "maxPort": max_port}
 
 
+def run_until(process, marker, action, timeout=120):
+    """Reads the console log; does `action` once at the first line holding `marker`. Returns
+    every line and the seconds from the action to the end of the process."""
+    lines, acted = [], None
+    for line in process.stdout:
+        lines.append(line)
+        if acted is None and marker in line:
+            action()
+            acted = time.monotonic()
+    process.stdout.close()
+    process.wait(timeout=timeout)
+    assert acted is not None, f"never saw {marker!r}"
+    return lines, time.monotonic() - acted
+
+
+def results_of(lines):
+    """The JSON array after the console log, which must parse whole."""
+    last = lines[-1]
+    return json.loads(last[last.index("[{"):])
+
+
 class LabCase(unittest.TestCase):
     def assert_ok(self, completed):
         self.assertEqual(completed.returncode, 0, completed.stdout[-2000:] + completed.stderr)
         return json.loads(completed.stdout)
+
+    def assert_stop_ends_serialised_run(self, event, stop):
+        """Three serialised tests, the second to a silent target: `stop(lab, process)` while
+        the second is on hop 2 ends it there, leaves the third unrun and exits 0 at once."""
+        tests = [lab_test("198.18.3.1", "a"),
+                 lab_test("198.19.0.2", "b", max_unknown=30),
+                 lab_test("198.19.0.3", "c")]
+        with Lab("--routers", 2, "--extra-targets", 2, "--silent", "1,2") as lab:
+            process = lab.start_json(document(tests, serialised=True, event=event))
+            lines, after = run_until(process, "On hop 2; repeat 0; address 198.19.0.2",
+                                     lambda: stop(lab, process))
+            # On Linux the event is a FIFO that hopr makes; nothing may stay behind.
+            leftovers = os.listdir(lab.events) if os.path.isdir(lab.events) else []
+        self.assertEqual(process.returncode, 0)
+        results = results_of(lines)
+        self.assertEqual([r["testUuid"] for r in results], ["a", "b", "c"])
+        self.assertTrue(results[0]["report"]["hubs"])
+        self.assertEqual([h["count"] for h in results[1]["report"]["hubs"]], ["1", "2"])
+        self.assertEqual(results[2]["report"]["hubs"], [])
+        self.assertIn("Sequential tracing is exiting due received signal.", "".join(lines))
+        self.assertEqual(leftovers, [], "the event FIFO must go away with the run")
+        self.assertLess(after, 20)

@@ -1,7 +1,5 @@
 """Serialised agent runs: port ranges, the stop event, VPN gating, split tunnels, exit codes."""
 
-import json
-import os
 import unittest
 
 from lab import (NO_TUNNEL_UNDER_WINE, Lab, LabCase, document, hub_addresses, lab_test,
@@ -28,28 +26,8 @@ class SerialisedRun(LabCase):
         self.assertEqual([h["sent"] for h in results[0]["report"]["hubs"]], [2, 2, 1])
 
     def test_stop_event_during_the_second_test_leaves_the_rest_unrun(self):
-        tests = [lab_test("198.18.3.1", "a"),
-                 lab_test("198.19.0.2", "b", max_unknown=30),
-                 lab_test("198.19.0.3", "c")]
-        with Lab("--routers", 2, "--extra-targets", 2, "--silent", "1,2") as lab:
-            process = lab.start_json(document(tests, serialised=True, event="Global\\stop"))
-            lines = []
-            for line in process.stdout:
-                lines.append(line)
-                if "On hop 2; repeat 0; address 198.19.0.2" in line:
-                    lab.signal_event("Global\\stop")
-            process.stdout.close()
-            process.wait(timeout=120)
-            # On Linux the event is a FIFO that hopr makes; nothing may stay behind.
-            leftovers = os.listdir(lab.events) if os.path.isdir(lab.events) else []
-        self.assertEqual(process.returncode, 0)
-        results = json.loads(lines[-1][lines[-1].index("[{"):])
-        self.assertEqual([r["testUuid"] for r in results], ["a", "b", "c"])
-        self.assertTrue(results[0]["report"]["hubs"])
-        self.assertEqual([h["count"] for h in results[1]["report"]["hubs"]], ["1", "2"])
-        self.assertEqual(results[2]["report"]["hubs"], [])
-        self.assertTrue(any("Sequential tracing is exiting due received signal." in l for l in lines))
-        self.assertEqual(leftovers, [], "the event FIFO must go away with the run")
+        self.assert_stop_ends_serialised_run(
+            "Global\\stop", lambda lab, process: lab.signal_event("Global\\stop"))
 
     def test_vpn_state_gates_tests(self):
         tests = [lab_test("198.18.3.1", "untrusted"),

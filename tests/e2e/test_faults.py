@@ -1,7 +1,6 @@
 """Faults in the middle of a run: the link or the address going away, stdout closed, SIGTERM.
 Each ends with a documented status, in bounded time, with the JSON array whole or absent."""
 
-import json
 import os
 import signal
 import subprocess
@@ -9,7 +8,7 @@ import time
 import unittest
 
 from lab import (Lab, LabCase, document, hub_addresses, lab_test, not_under_wine,
-                 require_root)
+                 require_root, results_of, run_until)
 
 # Router 3 is silent, so the trace spends a second per probe on hop 3: time to act.
 ROUTERS = ("--routers", 4, "--silent", 3)
@@ -24,27 +23,6 @@ def setUpModule():
 def start(lab, *arguments, stdin=None):
     return subprocess.Popen(lab.command(*arguments), stdin=stdin, stdout=subprocess.PIPE,
                             text=True, env=lab.environment())
-
-
-def run_until(process, marker, action, timeout=120):
-    """Reads the console log; does `action` once at the first line holding `marker`. Returns
-    every line and the seconds from the action to the end of the process."""
-    lines, acted = [], None
-    for line in process.stdout:
-        lines.append(line)
-        if acted is None and marker in line:
-            action()
-            acted = time.monotonic()
-    process.stdout.close()
-    process.wait(timeout=timeout)
-    assert acted is not None, f"never saw {marker!r}"
-    return lines, time.monotonic() - acted
-
-
-def results_of(lines):
-    """The JSON array after the console log, which must parse whole."""
-    last = lines[-1]
-    return json.loads(last[last.index("[{"):])
 
 
 @not_under_wine("not yet made to run against hopr.exe: the link change is timed on log lines "
@@ -116,23 +94,8 @@ class Termination(LabCase):
         self.assertLess(after, 20)
 
     def test_sigterm_in_a_serialised_run_acts_as_its_exit_event(self):
-        tests = [lab_test("198.18.3.1", "a"),
-                 lab_test("198.19.0.2", "b", max_unknown=30),
-                 lab_test("198.19.0.3", "c")]
-        with Lab("--routers", 2, "--extra-targets", 2, "--silent", "1,2") as lab:
-            process = lab.start_json(document(tests, serialised=True, event="stop"))
-            lines, after = run_until(process, "On hop 2; repeat 0; address 198.19.0.2",
-                                     lambda: process.send_signal(signal.SIGTERM))
-            leftovers = os.listdir(lab.events)
-        self.assertEqual(process.returncode, 0)
-        results = results_of(lines)
-        self.assertEqual([r["testUuid"] for r in results], ["a", "b", "c"])
-        self.assertTrue(results[0]["report"]["hubs"])
-        self.assertEqual([h["count"] for h in results[1]["report"]["hubs"]], ["1", "2"])
-        self.assertEqual(results[2]["report"]["hubs"], [])
-        self.assertIn("Sequential tracing is exiting due received signal.", "".join(lines))
-        self.assertEqual(leftovers, [], "the event FIFO must go away with the run")
-        self.assertLess(after, 20)
+        self.assert_stop_ends_serialised_run(
+            "stop", lambda lab, process: process.send_signal(signal.SIGTERM))
 
     def test_sigterm_during_concurrent_start_delays_ends_at_once(self):
         tests = [lab_test("198.18.3.1", "a"), lab_test("198.19.0.2", "b")]
