@@ -80,6 +80,31 @@ TEST(Correlation, OnlyDottedDecimalTargetsMatchAndUnansweredProbesKeepTheirDurat
     EXPECT_EQ(hops.at(1)[1].roundTripMs, 900);
 }
 
+void ExpectStatistics(const nlohmann::json& hub, double worst, double best, double last,
+                      double avg) {
+    EXPECT_DOUBLE_EQ(hub["worst"].get<double>(), worst) << hub;
+    EXPECT_DOUBLE_EQ(hub["best"].get<double>(), best) << hub;
+    EXPECT_DOUBLE_EQ(hub["last"].get<double>(), last) << hub;
+    EXPECT_DOUBLE_EQ(hub["avg"].get<double>(), avg) << hub;
+}
+
+// Samples out of order, so that the largest, the smallest, the last sent and the last answered
+// are four different probes.
+TEST(HopStatistics, BestWorstAndLastComeFromDistinctSamples) {
+    const auto hubs = Result(
+        {
+            Probe(1, 1000, 0), Probe(1, 1001, 100), Probe(1, 1002, 200), Probe(1, 1003, 300),
+            Probe(2, 1004, 0, true, 25), Probe(2, 1005, 100, true, 105), Probe(2, 1006, 200, false, 240),
+        },
+        {Answer(L"198.18.1.1", 1000, 30), Answer(L"198.18.1.1", 1001, 110),
+         Answer(L"198.18.1.1", 1002, 220)})["report"]["hubs"];
+    ASSERT_EQ(hubs.size(), 2u);
+    ExpectStatistics(hubs[0], 30, 10, 20, 20);
+    EXPECT_DOUBLE_EQ(hubs[0]["stdev"].get<double>(), 10.0);
+    EXPECT_DOUBLE_EQ(hubs[0]["loss"].get<double>(), 25.0);
+    ExpectStatistics(hubs[1], 25, 5, 5, 15);
+}
+
 TEST(ResultAssembly, OneOfThreeAnsweredAndTheDestinationHop) {
     const auto result =
         Result({Probe(1, 1000, 0), Probe(1, 1001, 0), Probe(1, 1002, 0),
@@ -92,9 +117,7 @@ TEST(ResultAssembly, OneOfThreeAnsweredAndTheDestinationHop) {
     EXPECT_EQ(hubs[0]["address"], "198.18.1.1");
     EXPECT_EQ(hubs[0]["host"], "198.18.1.1");
     EXPECT_DOUBLE_EQ(hubs[0]["loss"].get<double>(), 66.66667175292969);
-    for (const auto* field : {"worst", "best", "last", "avg"}) {
-        EXPECT_DOUBLE_EQ(hubs[0][field].get<double>(), 12.0) << field;
-    }
+    ExpectStatistics(hubs[0], 12, 12, 12, 12);
     EXPECT_DOUBLE_EQ(hubs[0]["stdev"].get<double>(), 0.0);
     EXPECT_EQ(hubs[1]["address"], "198.18.4.1");
     EXPECT_EQ(hubs[1]["host"], "target.lab");
