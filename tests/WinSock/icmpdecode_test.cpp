@@ -30,21 +30,20 @@ std::size_t FullLength(std::size_t outerOptions = 0, std::size_t innerOptions = 
     return 20 + outerOptions + 8 + 20 + innerOptions + 8;
 }
 
+// Header options move the fields; ports past the received length come from the buffer.
 TEST(IcmpDecode, AcceptsTimeExceededQuotingTcp) {
-    const auto bytes = Datagram();
-    const auto probe = DecodeTimeExceeded(bytes, FullLength());
-    ASSERT_TRUE(probe);
-    EXPECT_EQ(probe->originalDestination, (std::array<std::uint8_t, 4>{198, 18, 4, 1}));
-    EXPECT_EQ(probe->sourcePort, 33000);
-    EXPECT_EQ(probe->destinationPort, 443);
-}
-
-TEST(IcmpDecode, HeaderOptionsMoveTheFields) {
-    const auto bytes = Datagram(11, 6, 8, 12);
-    const auto probe = DecodeTimeExceeded(bytes, FullLength(8, 12));
-    ASSERT_TRUE(probe);
-    EXPECT_EQ(probe->sourcePort, 33000);
-    EXPECT_EQ(probe->destinationPort, 443);
+    const struct {
+        std::size_t outerOptions, innerOptions, length;
+    } cases[] = {{0, 0, FullLength()}, {8, 12, FullLength(8, 12)}, {0, 0, 20 + 8 + 20}};
+    for (const auto& [outer, inner, length] : cases) {
+        SCOPED_TRACE(testing::Message() << outer << " " << inner << " " << length);
+        const auto bytes = Datagram(11, 6, outer, inner);
+        const auto probe = DecodeTimeExceeded(bytes, length);
+        ASSERT_TRUE(probe);
+        EXPECT_EQ(probe->originalDestination, (std::array<std::uint8_t, 4>{198, 18, 4, 1}));
+        EXPECT_EQ(probe->sourcePort, 33000);
+        EXPECT_EQ(probe->destinationPort, 443);
+    }
 }
 
 TEST(IcmpDecode, DropsOtherTypesProtocolsAndShortDatagrams) {
@@ -58,13 +57,6 @@ TEST(IcmpDecode, DropsOtherTypesProtocolsAndShortDatagrams) {
     EXPECT_FALSE(DecodeTimeExceeded(Datagram(), 0));
     const std::vector<std::uint8_t> tiny(30, 0x4F);
     EXPECT_FALSE(DecodeTimeExceeded(tiny, 30));
-}
-
-TEST(IcmpDecode, PortsPastTheReceivedLengthComeFromTheBuffer) {
-    const auto bytes = Datagram();
-    const auto probe = DecodeTimeExceeded(bytes, 20 + 8 + 20);  // no TCP bytes received
-    ASSERT_TRUE(probe);
-    EXPECT_EQ(probe->sourcePort, 33000);
 }
 
 }  // namespace
