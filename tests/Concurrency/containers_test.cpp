@@ -10,6 +10,7 @@
 #include "Shared/src/Concurrency/shared.concurrency-sharedmap.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-threadsafequeue.hpp"
 #include "support/captured_log.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -29,12 +30,8 @@ TEST(ThreadSafeQueue, EventFollowsEmptinessAndItemsComeOutInOrder) {
     EXPECT_TRUE(Signalled(queue.ItemsWaiting()));
     EXPECT_EQ(queue.EraseOne(0), 2);
     EXPECT_FALSE(Signalled(queue.ItemsWaiting()));
-    try {
-        queue.EraseOne(0);
-        ADD_FAILURE();
-    } catch (const std::runtime_error& e) {
-        EXPECT_THAT(e.what(), testing::HasSubstr("Index 0 is out of bounds of 0"));
-    }
+    EXPECT_THAT(WhatOf<std::runtime_error>([&] { queue.EraseOne(0); }),
+                testing::HasSubstr("Index 0 is out of bounds of 0"));
 }
 
 TEST(ThreadSafeQueue, ConcurrentProducersAndConsumersLoseNothing) {

@@ -10,6 +10,7 @@
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -46,12 +47,9 @@ TEST_F(NamedEvent, ShellWriteSignalsAndTheFifoGoesAwayWithItsCreator) {
         EXPECT_TRUE(opened.WaitOnEvent(0, false));  // manual: not consumed by the first wait
     }
     EXPECT_FALSE(std::filesystem::exists(path));
-    try {
-        Event missing(true, true, L"nobody-made-this");
-        ADD_FAILURE();
-    } catch (const Shared::Exception::Win32Exception& e) {
-        EXPECT_THAT(e.what(), testing::HasSubstr("Failed to create or open event nobody-made-this"));
-    }
+    EXPECT_THAT(WhatOf<Shared::Exception::Win32Exception>(
+                    [] { Event missing(true, true, L"nobody-made-this"); }),
+                testing::HasSubstr("Failed to create or open event nobody-made-this"));
 }
 
 }  // namespace

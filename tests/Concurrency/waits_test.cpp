@@ -11,6 +11,7 @@
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Raii/shared.raii-win32handle.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -55,12 +56,8 @@ TEST(Waits, HandleCountLimitsAndNullHandles) {
         handles.push_back(e.Handle());
     }
     events[64].Signal();
-    try {
-        WaitFor(handles, false, 0, false);
-        ADD_FAILURE();
-    } catch (const Shared::Exception::InvalidArgument& e) {
-        EXPECT_THAT(e.what(), testing::HasSubstr("Too many handles to wait on: 65"));
-    }
+    EXPECT_THAT(WhatOf<Shared::Exception::InvalidArgument>([&] { WaitFor(handles, false, 0, false); }),
+                testing::HasSubstr("Too many handles to wait on: 65"));
     handles.pop_back();
     EXPECT_EQ(WaitFor(handles, false, 0, false), kWaitTimeout);
     events[63].Signal();

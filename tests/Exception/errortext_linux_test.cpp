@@ -9,7 +9,6 @@ using namespace Shared::Exception;
 TEST(ErrorText, ComesFromTheCLibraryAndResolver) {
     EXPECT_EQ(TranslateSystemError(2), "No such file or directory");
     EXPECT_EQ(TranslateModuleError(0xC000000D, ErrorModule::NtDll), "The parameter is incorrect.");
-    EXPECT_EQ(TranslateSystemError(12007), "Failed to translate Win32 error code: 12007");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -10,6 +9,7 @@
 
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -40,16 +40,6 @@ void FailInLongNamedFunctionFor(std::integer_sequence<int, N...>) {
     FailInLongNamedFunction<PaddingTypeWhoseNameMakesTheSymbolLong<N>...>();
 }
 
-template <typename Exception, typename Throw>
-Exception Caught(Throw fail) {
-    try {
-        fail();
-    } catch (const Exception& e) {
-        return e;
-    }
-    throw std::logic_error("nothing was thrown");
-}
-
 TEST(ExceptionStackTrace, CaptureLeavesItselfOutAndStartsAtTheCaller) {
     const auto trace = Symbolise(CaptureStack());
     ASSERT_FALSE(trace.empty());
@@ -57,7 +47,7 @@ TEST(ExceptionStackTrace, CaptureLeavesItselfOutAndStartsAtTheCaller) {
 }
 
 TEST(ExceptionStackTrace, RenderedTextNamesTheThrowingFunctionAndItsLine) {
-    const std::string text = Caught<RuntimeError>(FailInNamedFunction).what();
+    const std::string text = Thrown<RuntimeError>(FailInNamedFunction).what();
     const auto frame = text.find("FailInNamedFunction\n\tSource file: ");
     ASSERT_NE(frame, std::string::npos) << text;
     const auto block = text.substr(frame, text.find("\t---", frame) - frame);
@@ -66,7 +56,7 @@ TEST(ExceptionStackTrace, RenderedTextNamesTheThrowingFunctionAndItsLine) {
 
 // Longer than the name buffer of the Windows lookup (and short of what Wine's DWARF reader takes).
 TEST(ExceptionStackTrace, LongSymbolNamesKeepTheTextWellFormed) {
-    const std::string text = Caught<RuntimeError>([] {
+    const std::string text = Thrown<RuntimeError>([] {
         FailInLongNamedFunctionFor(std::make_integer_sequence<int, 28>{});
     }).what();
     EXPECT_EQ(text.find('\0'), std::string::npos);
@@ -81,8 +71,8 @@ TEST(ExceptionStackTrace, LongSymbolNamesKeepTheTextWellFormed) {
 
 TEST(ExceptionStackTrace, ThrowingSymbolisesNothingAndTheFirstReadSymbolisesOnce) {
     const auto before = SymbolisedStacks();
-    const auto plain = Caught<RuntimeError>(FailInNamedFunction);
-    const auto coded = Caught<Win32Exception>(FailWithCode);
+    const auto plain = Thrown<RuntimeError>(FailInNamedFunction);
+    const auto coded = Thrown<Win32Exception>(FailWithCode);
     EXPECT_EQ(SymbolisedStacks(), before);
 
     const std::string first = plain.what();
@@ -98,14 +88,14 @@ TEST(ExceptionStackTrace, ThrowingSymbolisesNothingAndTheFirstReadSymbolisesOnce
 }
 
 TEST(ExceptionStackTrace, ReadersOnManyThreadsShareOneText) {
-    const auto shared = Caught<RuntimeError>(FailInNamedFunction);
+    const auto shared = Thrown<RuntimeError>(FailInNamedFunction);
     std::vector<std::string> seen(8);
     std::vector<std::string> own(seen.size());
     std::vector<std::thread> readers;
     for (std::size_t i = 0; i < seen.size(); ++i) {
         readers.emplace_back([&, i] {
             seen[i] = shared.what();
-            own[i] = Caught<Win32Exception>(FailWithCode).what();
+            own[i] = Thrown<Win32Exception>(FailWithCode).what();
         });
     }
     for (auto& reader : readers) {
@@ -134,14 +124,14 @@ TEST(ExceptionStackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
     EXPECT_EQ(RenderStackTrace(withStartup), RenderStackTrace(throughMain));
     EXPECT_THAT(RenderStackTrace(throughMain), HasSubstr("\tFrame: main\n"));
 
-    const std::string fromMain = Caught<RuntimeError>(FailInNamedFunction).what();
+    const std::string fromMain = Thrown<RuntimeError>(FailInNamedFunction).what();
     EXPECT_THAT(fromMain, Not(HasSubstr("CRTStartup")));
     const auto mainFrame = fromMain.find("\tFrame: main\n");
     if (mainFrame != std::string::npos) {
         EXPECT_EQ(fromMain.find("\tFrame: ", mainFrame + 1), std::string::npos) << fromMain;
     }
     std::string fromThread;
-    std::thread([&] { fromThread = Caught<RuntimeError>(FailInNamedFunction).what(); }).join();
+    std::thread([&] { fromThread = Thrown<RuntimeError>(FailInNamedFunction).what(); }).join();
     EXPECT_THAT(fromThread, HasSubstr("FailInNamedFunction\n"));
     for (const char* outer : {"pthread_create_wrapper", "_beginthreadex", "BaseThreadInitThunk",
                               "RtlUserThreadStart"}) {
@@ -153,7 +143,7 @@ TEST(ExceptionStackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
 // that starts its own function: a static function has none, and the one before it is another's.
 TEST(ExceptionStackTrace, FramesWithoutLineInformationKeepOnlyTheirOwnFunctionsName) {
     std::string fromThread;
-    std::thread([&] { fromThread = Caught<RuntimeError>(FailInNamedFunction).what(); }).join();
+    std::thread([&] { fromThread = Thrown<RuntimeError>(FailInNamedFunction).what(); }).join();
     const auto run = fromThread.find("_M_run");
     ASSERT_NE(run, std::string::npos) << fromThread;
     // What std::thread's body returns to is its start routine: nameless here or a stop frame.

@@ -42,6 +42,27 @@ TEST(TargetResolution, DropsUnresolvableAndDuplicateTargets) {
     EXPECT_THAT(log.Text(), testing::HasSubstr("Found no IPs for test d against target nothing."));
 }
 
+TEST(TargetResolution, TheLookUpTimeOutIs15000MsUnlessTheAgentSetsOne) {
+    using Timeouts = std::vector<std::uint32_t>;
+    const auto timeoutsGiven = [](const std::string& registryBody) {
+        const ScopedRegistry registry(registryBody);
+        Timeouts timeouts;
+        HOPR::RemoveResolvedDuplicates(
+            {MakeTest(L"u-1", L"slow.lab"), MakeTest(L"u-2", L"slow.lab")},
+            [&](const std::wstring&, std::uint32_t ms) {
+                timeouts.push_back(ms);
+                return std::vector<std::wstring>{L"198.18.4.1"};
+            });
+        return timeouts;
+    };
+    const std::string agent = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n";
+    EXPECT_EQ(timeoutsGiven(""), (Timeouts{15000, 15000}));
+    EXPECT_EQ(timeoutsGiven(agent + "\"dns-resolution-timeout\"=dword:000001f4\r\n"),
+              (Timeouts{500, 500}));
+    EXPECT_EQ(timeoutsGiven(agent + "\"dns-resolution-timeout\"=\"500\"\r\n"),
+              (Timeouts{15000, 15000}));
+}
+
 TEST(InterfaceSelection, TunnelAdapterIsVirtualAndTheNextOneIsPhysical) {
     std::wstring physical, tunnel;
     HOPR::GetInterfaceAddresses({{{L"198.18.60.2"}, {L"0.0.0.0"}},

@@ -23,7 +23,8 @@ std::vector<std::vector<std::string>> Distribute(const std::vector<std::uint8_t>
     for (std::uint16_t n = 0; n < routers.size(); ++n) {
         calls.datagrams.push_back(
             {56, 0, static_cast<std::uint32_t>(0x010012C6 | routers[n] << 16)});
-        calls.payloads.push_back(testing_support::TimeExceededDatagram(40000 + n));
+        calls.payloads.push_back(testing_support::TimeExceededDatagram(
+            {.sourcePort = static_cast<std::uint16_t>(40000 + n)}));
     }
     calls.datagrams.push_back({-1, testing_support::kRefusedCode, 0});
     Shared::WinSock::ICMPListener listener(calls);

@@ -3,8 +3,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <memory>
+
 #include "HOPR/HOPR/hopr-helpers.hpp"
-#include "tests/support/recorded_answers.hpp"
+#include "HOPR/HOPR/hopr-probeanswers.hpp"
 #include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace {
@@ -36,6 +38,24 @@ ICMPTCPResponse Answer(const std::wstring& from, std::uint16_t port, std::int64_
     return {Ip(L"198.18.4.1"), Ip(from), port, 443, atMs * kMs};
 }
 
+// Answers as a run records them: every probe begins, then the listeners record the answers in
+// capture order. A target that is no dotted quad never begins, as in a run.
+std::unique_ptr<HOPR::ProbeAnswers> Recorded(const std::vector<ProbeAttempt>& probes,
+                                             const std::vector<ICMPTCPResponse>& answers) {
+    auto recorded = std::make_unique<HOPR::ProbeAnswers>();
+    for (const auto& probe : probes) {
+        try {
+            recorded->Begin({Ip(probe.targetAddress), static_cast<std::uint16_t>(probe.localPort)},
+                            probe.startTime);
+        } catch (const std::exception&) {
+        }
+    }
+    for (const auto& answer : answers) {
+        recorded->Record(answer);
+    }
+    return recorded;
+}
+
 Shared::Json::TcpTraceTest MakeTest() {
     Shared::Json::TcpTraceTest test;
     test.target = L"target.lab";
@@ -49,13 +69,13 @@ nlohmann::json Result(const std::vector<ProbeAttempt>& probes,
                       const std::vector<ICMPTCPResponse>& answers,
                       const HOPR::HostNames& names = {}) {
     return nlohmann::json::parse(
-        HOPR::GenerateMtrResults(MakeTest(), probes, *TestSupport::Recorded(probes, answers), names));
+        HOPR::GenerateMtrResults(MakeTest(), probes, *Recorded(probes, answers), names));
 }
 
 TEST(Correlation, FirstCaptureAfterTheProbeBeganWinsAndPortsMayBeShared) {
     const std::vector probes{Probe(1, 1000, 0), Probe(1, 1000, 5), Probe(2, 1001, 10, false, 40)};
     const auto hops = HOPR::BuildHopProbeResponses(
-        probes, *TestSupport::Recorded(probes, {Answer(L"198.18.1.1", 1000, 12),
+        probes, *Recorded(probes, {Answer(L"198.18.1.1", 1000, 12),
                                                 Answer(L"198.18.9.9", 1000, 20),
                                                 Answer(L"198.18.2.1", 1001, 8)}));
     ASSERT_EQ(hops.at(1).size(), 2u);
@@ -73,11 +93,36 @@ TEST(Correlation, OnlyDottedDecimalTargetsMatchAndUnansweredProbesKeepTheirDurat
     padded.targetAddress = L"198.018.004.001";
     const std::vector probes{padded, Probe(1, 1001, 0, false, 900)};
     const auto hops = HOPR::BuildHopProbeResponses(
-        probes, *TestSupport::Recorded(probes, {Answer(L"198.18.1.1", 1000, 3)}));
+        probes, *Recorded(probes, {Answer(L"198.18.1.1", 1000, 3)}));
     EXPECT_FALSE(hops.at(1)[0].response);
     EXPECT_EQ(hops.at(1)[0].roundTripMs, 1500);
     EXPECT_FALSE(hops.at(1)[1].response);
     EXPECT_EQ(hops.at(1)[1].roundTripMs, 900);
+}
+
+void ExpectStatistics(const nlohmann::json& hub, double worst, double best, double last,
+                      double avg) {
+    EXPECT_DOUBLE_EQ(hub["worst"].get<double>(), worst) << hub;
+    EXPECT_DOUBLE_EQ(hub["best"].get<double>(), best) << hub;
+    EXPECT_DOUBLE_EQ(hub["last"].get<double>(), last) << hub;
+    EXPECT_DOUBLE_EQ(hub["avg"].get<double>(), avg) << hub;
+}
+
+// Samples out of order, so that the largest, the smallest, the last sent and the last answered
+// are four different probes.
+TEST(HopStatistics, BestWorstAndLastComeFromDistinctSamples) {
+    const auto hubs = Result(
+        {
+            Probe(1, 1000, 0), Probe(1, 1001, 100), Probe(1, 1002, 200), Probe(1, 1003, 300),
+            Probe(2, 1004, 0, true, 25), Probe(2, 1005, 100, true, 105), Probe(2, 1006, 200, false, 240),
+        },
+        {Answer(L"198.18.1.1", 1000, 30), Answer(L"198.18.1.1", 1001, 110),
+         Answer(L"198.18.1.1", 1002, 220)})["report"]["hubs"];
+    ASSERT_EQ(hubs.size(), 2u);
+    ExpectStatistics(hubs[0], 30, 10, 20, 20);
+    EXPECT_DOUBLE_EQ(hubs[0]["stdev"].get<double>(), 10.0);
+    EXPECT_DOUBLE_EQ(hubs[0]["loss"].get<double>(), 25.0);
+    ExpectStatistics(hubs[1], 25, 5, 5, 15);
 }
 
 TEST(ResultAssembly, OneOfThreeAnsweredAndTheDestinationHop) {
@@ -92,9 +137,7 @@ TEST(ResultAssembly, OneOfThreeAnsweredAndTheDestinationHop) {
     EXPECT_EQ(hubs[0]["address"], "198.18.1.1");
     EXPECT_EQ(hubs[0]["host"], "198.18.1.1");
     EXPECT_DOUBLE_EQ(hubs[0]["loss"].get<double>(), 66.66667175292969);
-    for (const auto* field : {"worst", "best", "last", "avg"}) {
-        EXPECT_DOUBLE_EQ(hubs[0][field].get<double>(), 12.0) << field;
-    }
+    ExpectStatistics(hubs[0], 12, 12, 12, 12);
     EXPECT_DOUBLE_EQ(hubs[0]["stdev"].get<double>(), 0.0);
     EXPECT_EQ(hubs[1]["address"], "198.18.4.1");
     EXPECT_EQ(hubs[1]["host"], "target.lab");

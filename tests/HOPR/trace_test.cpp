@@ -27,7 +27,11 @@ struct Path {
     HOPR::ProbeAnswers answers;
     std::vector<std::uint32_t> timeoutsMs;
 
+    // Unless the test gave the connect an outcome of its own.
     void Install() {
+        if (calls.onConnect) {
+            return;
+        }
         calls.onConnect = [this](std::uint32_t ttl,
                                  std::span<const Shared::Raii::NativeHandle> wake,
                                  std::uint32_t timeoutMs) -> ConnectWaitResult {
@@ -139,24 +143,17 @@ TEST(Trace, ExitEventUnresolvedTargetAndLoudErrors) {
 TEST(Trace, ExitEventDuringAProbeEndsItsWaitAndTheTrace) {
     Shared::Concurrency::Event exitEvent(true);
     Path path;
-    path.Install();
     path.calls.onConnect = [&](std::uint32_t, std::span<const Shared::Raii::NativeHandle> wake,
                                std::uint32_t) -> ConnectWaitResult {
         exitEvent.Signal();  // the agent stops the run while the probe waits
         EXPECT_EQ(wake.size(), 2u);
         return {ConnectWaitResult::Kind::Woken, 0, 1};
     };
-    const CapturedLog log;
-    Shared::Json::TcpTraceTest test;
-    test.resolvedIp = L"198.18.4.1";
-    test.probesPerNode = 3;
-    test.maxUnknown = 3;
-    const auto probes = HOPR::Trace(L"198.18.1.2", L"198.18.1.2", test, path.answers,
-                                    {.exitEvent = &exitEvent}, path.calls);
-    ASSERT_EQ(probes.size(), 1u);
-    EXPECT_FALSE(probes[0].connected);
-    EXPECT_THAT(log.Text(), testing::HasSubstr("TCP Tracer thread has received signal to exit."));
-    EXPECT_THAT(log.Text(), testing::Not(testing::HasSubstr("Winsock error")));
+    const auto run = RunTrace(path, 3, 3, {.exitEvent = &exitEvent});
+    ASSERT_EQ(run.probes.size(), 1u);
+    EXPECT_FALSE(run.probes[0].connected);
+    EXPECT_THAT(run.log, testing::HasSubstr("TCP Tracer thread has received signal to exit."));
+    EXPECT_THAT(run.log, testing::Not(testing::HasSubstr("Winsock error")));
 }
 
 }  // namespace

@@ -3,8 +3,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include <functional>
+
 #include "Shared/src/Json/shared.json-configobjects.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -31,12 +34,7 @@ std::wstring Text(const nlohmann::json& document) {
 }
 
 std::string FailureOf(const std::wstring& text) {
-    try {
-        JSONToTcpTraceTests(text);
-    } catch (const std::runtime_error& e) {
-        return e.what();
-    }
-    return "no failure";
+    return WhatOf<std::runtime_error>([&] { JSONToTcpTraceTests(text); });
 }
 
 TEST(TestConfiguration, ReadsEveryFieldAndIgnoresUnknownKeys) {
@@ -73,37 +71,30 @@ TEST(TestConfiguration, NumbersAreTruncatedToTheirLowBits) {
 }
 
 TEST(TestConfiguration, MissingKeysAndWrongTypesFailTheWholeDocument) {
-    auto noSplit = ValidDocument();
-    noSplit["tests"].push_back(ValidTest());
-    noSplit["tests"][1].erase("isSplitTunnel");
-    EXPECT_THAT(FailureOf(Text(noSplit)), HasSubstr("key 'isSplitTunnel' not found"));
-
-    auto wrongTop = ValidDocument();
-    wrongTop["isSerialised"] = 1;
-    EXPECT_THAT(FailureOf(Text(wrongTop)), HasSubstr("type must be boolean, but is number"));
-
-    auto wrongPort = ValidDocument();
-    wrongPort["tests"][0]["port"] = "443";
-    EXPECT_THAT(FailureOf(Text(wrongPort)), HasSubstr("type must be number, but is string"));
-
-    auto noMax = ValidDocument();
-    noMax.erase("maxPort");
-    EXPECT_THAT(FailureOf(Text(noMax)), HasSubstr("key 'maxPort' not found"));
-
-    auto notObject = ValidDocument();
-    notObject["tests"][0] = 5;
-    EXPECT_THAT(FailureOf(Text(notObject)), HasSubstr("WinRT failed parsing JSON "));
-
+    const struct {
+        std::function<void(nlohmann::json&)> damage;
+        const char* failure;
+    } cases[] = {
+        {[](auto& d) { d["tests"].push_back(ValidTest()), d["tests"][1].erase("isSplitTunnel"); },
+         "key 'isSplitTunnel' not found"},
+        {[](auto& d) { d["isSerialised"] = 1; }, "type must be boolean, but is number"},
+        {[](auto& d) { d["tests"][0]["port"] = "443"; }, "type must be number, but is string"},
+        {[](auto& d) { d.erase("maxPort"); }, "key 'maxPort' not found"},
+        {[](auto& d) { d["tests"][0] = 5; }, "WinRT failed parsing JSON "},
+    };
+    for (const auto& [damage, failure] : cases) {
+        auto document = ValidDocument();
+        damage(document);
+        EXPECT_THAT(FailureOf(Text(document)), HasSubstr(failure));
+    }
     const auto text = FailureOf(L"not json");
     EXPECT_THAT(text, HasSubstr("() at Shared/src/Json/shared.json-configobjects:"));
     EXPECT_THAT(text, HasSubstr(" --> WinRT failed parsing JSON not json ---> [json.exception.parse_error"));
     EXPECT_THAT(FailureOf(L"[1,2]"), HasSubstr("WinRT failed parsing JSON [1,2] ---> "));
-}
-
-TEST(TestConfiguration, EmptyTestListIsValid) {
-    const auto parameters = JSONToTcpTraceTests(
-        LR"({"tests":[],"isSerialised":false,"exitEventName":"","minPort":0,"maxPort":0})");
-    EXPECT_TRUE(parameters.tests.empty());
+    // An empty list is a valid document.
+    EXPECT_TRUE(JSONToTcpTraceTests(
+        LR"({"tests":[],"isSerialised":false,"exitEventName":"","minPort":0,"maxPort":0})")
+                    .tests.empty());
 }
 
 TEST(ResultJoin, CompactArrayInOrderKeepingFieldOrder) {
@@ -111,12 +102,8 @@ TEST(ResultJoin, CompactArrayInOrderKeepingFieldOrder) {
     EXPECT_EQ(ObjectStringVectorToJSON({}), L"[]");
     EXPECT_EQ(ObjectStringVectorToJSON({"{\n  \"b\": 1,\n  \"a\": 33.333335876464844\n}", "{\"c\":\"x\"}"}),
               LR"([{"b":1,"a":33.333335876464844},{"c":"x"}])");
-    try {
-        ObjectStringVectorToJSON({"[1]"});
-        ADD_FAILURE();
-    } catch (const std::runtime_error& e) {
-        EXPECT_THAT(e.what(), HasSubstr("WinRT failed parsing JSON ---> "));
-    }
+    EXPECT_THAT(WhatOf<std::runtime_error>([] { ObjectStringVectorToJSON({"[1]"}); }),
+                HasSubstr("WinRT failed parsing JSON ---> "));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Log/shared.log-rotatingfilesink.hpp"
 #include "support/captured_log.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -39,12 +40,19 @@ protected:
     }
     static void Log(spdlog::sinks::sink& sink, const std::string& text) {
         sink.log(spdlog::details::log_msg("t", spdlog::level::info, text));
+        sink.flush();
     }
 
     fs::path directory_;
 };
 
-using Sink = Log::sinks::rotating_file_sink<std::mutex>;
+// Records as their bare text.
+struct Sink : Log::sinks::rotating_file_sink<std::mutex> {
+    Sink(const std::string& base, std::size_t maxSize, std::size_t maxFiles)
+        : rotating_file_sink(base, maxSize, maxFiles) {
+        set_pattern("%v");
+    }
+};
 
 TEST_F(RotatingSink, ShiftsEveryFileAndDeletesTheOldest) {
     for (int i = 1; i <= 4; ++i) {
@@ -52,9 +60,7 @@ TEST_F(RotatingSink, ShiftsEveryFileAndDeletesTheOldest) {
     }
     Write(Base(), "base");
     Sink sink(Base(), 8, 4);
-    sink.set_pattern("%v");
     Log(sink, "record");
-    sink.flush();
     EXPECT_EQ(Read(Numbered(4)), "file3");
     EXPECT_EQ(Read(Numbered(2)), "file1");
     EXPECT_EQ(Read(Numbered(1)), "base");
@@ -65,9 +71,7 @@ TEST_F(RotatingSink, ClosesGapsBeforeRotating) {
     Write(Base(), "base");
     Write(Numbered(3), "three");
     Sink sink(Base(), 4, 4);
-    sink.set_pattern("%v");
     Log(sink, "next");
-    sink.flush();
     EXPECT_EQ(Read(Numbered(1)), "base");
     EXPECT_EQ(Read(Numbered(3)), "three");
     EXPECT_FALSE(fs::exists(Numbered(2)));
@@ -78,19 +82,15 @@ TEST_F(RotatingSink, ZeroFilesKeepsOnlyTheBaseAndLargeRecordsAreWrittenWhole) {
     Write(Base(), "old");
     {
         Sink sink(Base(), 4, 0);
-        sink.set_pattern("%v");
         Log(sink, "a record much larger than four bytes");
         Log(sink, "again");
-        sink.flush();
         EXPECT_FALSE(fs::exists(Numbered(1)));
         EXPECT_THAT(Read(Base()), testing::StartsWith("again"));
     }  // closed: an open file cannot be removed on every platform
 
     fs::remove(Base());
     Sink fresh(Base(), 4, 2);
-    fresh.set_pattern("%v");
     Log(fresh, "bigger than the limit");
-    fresh.flush();
     EXPECT_FALSE(fs::exists(Numbered(1)));  // an empty file is never rotated
 }
 
@@ -101,14 +101,8 @@ TEST_F(RotatingSink, FailedRenameThrowsAndLeavesAFreshBaseFile) {
     };
     Write(Base(), "full");
     FailingRename sink(Base(), 4, 2);
-    sink.set_pattern("%v");
-    try {
-        Log(sink, "overflow");
-        ADD_FAILURE() << "expected the rename to fail";
-    } catch (const spdlog::spdlog_ex& e) {
-        EXPECT_THAT(e.what(), HasSubstr("rotating_file_sink: failed renaming " + Base() + " to " +
-                                        Numbered(1)));
-    }
+    EXPECT_THAT(WhatOf<spdlog::spdlog_ex>([&] { Log(sink, "overflow"); }),
+                HasSubstr("rotating_file_sink: failed renaming " + Base() + " to " + Numbered(1)));
     EXPECT_EQ(Read(Base()), "");
     EXPECT_THROW(Sink(Base(), 0, 1), spdlog::spdlog_ex);
     EXPECT_THROW(Sink(Base(), 1, 200001), spdlog::spdlog_ex);

@@ -13,6 +13,7 @@
 #include "Shared/src/System/shared.system-hostresolver.hpp"
 #include "Shared/src/System/shared.system-hostresolver_linux.hpp"
 #include "support/captured_log.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -21,13 +22,7 @@ using testing::HasSubstr;
 using Addresses = std::vector<std::wstring>;
 
 std::string ErrorOf(const BlockingLookup& lookup, const std::wstring& name, std::uint32_t ms) {
-    try {
-        ResolveWith(lookup, name, ms);
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    ADD_FAILURE() << "no exception";
-    return {};
+    return WhatOf([&] { ResolveWith(lookup, name, ms); });
 }
 
 // The test's hold on a look-up: it blocks until the test lets it go, and gives up by itself

@@ -15,6 +15,7 @@
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/System/shared.system-interfaces-routes_linux.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -193,21 +194,16 @@ TEST(RouteDump, DefaultRoutesOfEveryTableCountOnceEach) {
 }
 
 TEST(RouteDump, KernelErrorThrowsWithItsCode) {
-    std::vector<RouteNextHop> hops;
-    try {
-        ReadRouteMessages(Message(NLMSG_ERROR, Raw(-EPERM)), hops);
-        ADD_FAILURE() << "no exception";
-    } catch (const Shared::Exception::Win32Exception& e) {
-        EXPECT_EQ(e.Code(), static_cast<std::uint32_t>(EPERM));
-        EXPECT_THAT(e.what(), testing::HasSubstr("GetAdaptersAddresses() failed"));
-    }
+    const auto failure = [](int code) {
+        std::vector<RouteNextHop> hops;
+        return Thrown<Shared::Exception::Win32Exception>(
+            [&] { ReadRouteMessages(Message(NLMSG_ERROR, Raw(code)), hops); });
+    };
+    const auto denied = failure(-EPERM);
+    EXPECT_EQ(denied.Code(), static_cast<std::uint32_t>(EPERM));
+    EXPECT_THAT(denied.what(), testing::HasSubstr("GetAdaptersAddresses() failed"));
     // A damaged message's most negative code still gives a code, not undefined behaviour.
-    try {
-        ReadRouteMessages(Message(NLMSG_ERROR, Raw(std::numeric_limits<int>::min())), hops);
-        ADD_FAILURE() << "no exception";
-    } catch (const Shared::Exception::Win32Exception& e) {
-        EXPECT_EQ(e.Code(), 0x80000000u);
-    }
+    EXPECT_EQ(failure(std::numeric_limits<int>::min()).Code(), 0x80000000u);
 }
 
 TEST(RouteDump, DamagedAttributesDropTheRouteInsteadOfMakingItOnLink) {

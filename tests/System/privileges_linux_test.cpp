@@ -78,14 +78,10 @@ bool HoldsOnly(std::uint64_t kept) {
            CapabilitySet("CapInh") == 0 && CapabilitySet("CapAmb") == 0;
 }
 
-bool HoldsNone() {
-    return HoldsOnly(0);
-}
-
 TEST(Privileges, EveryCapabilityIsGoneAfterADropWithNothingNeeded) {
     EXPECT_TRUE(InChild([] {
         Shared::System::DropPrivileges({});
-        return HoldsNone();
+        return HoldsOnly(0);
     }));
 }
 
@@ -100,7 +96,7 @@ TEST(Privileges, AFixedPortBelowTheUnprivilegedStartKeepsOnlyPortBinding) {
     }));
     EXPECT_TRUE(InChild([] {
         Shared::System::DropPrivileges({.lowestFixedPort = 33000});
-        return HoldsNone();
+        return HoldsOnly(0);
     }));
 }
 
@@ -114,7 +110,7 @@ TEST(Privileges, RootKeepsTheOverrideOnlyWhereModeBitsRefuseIt) {
     EXPECT_TRUE(InChild([&] {
         ::setenv("HOPR_REGISTRY_FILE", settings.c_str(), 1);  // missing: the defaults
         Shared::System::DropPrivileges({.logDirectory = directory + "/not-yet/made"});
-        return HoldsNone();
+        return HoldsOnly(0);
     }));
     std::ofstream(settings) << "Windows Registry Editor Version 5.00\n";
     ASSERT_EQ(::chmod(settings.c_str(), 0600), 0);

@@ -16,6 +16,16 @@ RegistryExport ParseBody(const std::string& body) {
     return RegistryExport::Parse("Windows Registry Editor Version 5.00\r\n\r\n" + body);
 }
 
+// The file as regedit writes it: UTF-16LE after a byte-order mark.
+std::string Utf16(std::wstring_view text) {
+    std::string bytes = "\xFF\xFE";
+    for (const wchar_t c : text) {
+        bytes += static_cast<char>(c & 0xFF);
+        bytes += static_cast<char>((c >> 8) & 0xFF);
+    }
+    return bytes;
+}
+
 std::optional<std::uint32_t> DwordOf(const RegistryExport& registry, std::wstring_view name) {
     const auto* value = registry.Find(kKey, name);
     if (value == nullptr || value->type != RegistryValue::Type::Dword) {
@@ -59,13 +69,8 @@ TEST(RegistryExport, ReadsTypesCaseInsensitivelyAndSkipsMalformedLines) {
 TEST(RegistryExport, ReadsUtf16WithBomAndRejectsAFileWithoutHeader) {
     const std::string text = "Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n"
                              "\"V\"=\"\xE2\x82\xAC\"\r\n";
-    std::string utf16 = "\xFF\xFE";
-    const std::wstring wide =
-        L"Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n\"V\"=\"\u20AC\"\r\n";
-    for (const wchar_t c : wide) {
-        utf16 += static_cast<char>(c & 0xFF);
-        utf16 += static_cast<char>((c >> 8) & 0xFF);
-    }
+    const auto utf16 = Utf16(
+        L"Windows Registry Editor Version 5.00\r\n[HKEY_LOCAL_MACHINE\\K]\r\n\"V\"=\"\u20AC\"\r\n");
     EXPECT_EQ(RegistryExport::Parse(utf16).Find(L"K", L"V")->text, L"\u20AC");
     EXPECT_EQ(RegistryExport::Parse(text).Find(L"K", L"V")->text, L"\u20AC");
     EXPECT_EQ(RegistryExport::Parse("[HKEY_LOCAL_MACHINE\\K]\n\"V\"=\"x\"\n").Find(L"K", L"V"),
@@ -138,15 +143,10 @@ TEST(RegistryExport, AStringEndsAtItsFirstZeroHoweverItIsWritten) {
     EXPECT_EQ(TextOf(registry, L"Empty"), L"");
     EXPECT_EQ(TextOf(registry, L"Raw"), L"on");
 
-    std::string utf16 = "\xFF\xFE";
-    for (const char c : std::string("Windows Registry Editor Version 5.00\r\n"
-                                    "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
-                                    "\"Wide\"=hex(1):6f,00,6e,00,00,00,78,00,00,00\r\n"
-                                    "\"OddByte\"=hex(1):6f,00,6e\r\n")) {
-        utf16 += c;
-        utf16 += '\0';
-    }
-    const auto wide = RegistryExport::Parse(utf16);
+    const auto wide = RegistryExport::Parse(Utf16(L"Windows Registry Editor Version 5.00\r\n"
+                                                  L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
+                                                  L"\"Wide\"=hex(1):6f,00,6e,00,00,00,78,00,00,00\r\n"
+                                                  L"\"OddByte\"=hex(1):6f,00,6e\r\n"));
     EXPECT_EQ(TextOf(wide, L"Wide"), L"on");
     EXPECT_EQ(TextOf(wide, L"OddByte"), L"o");
 }

@@ -3,7 +3,6 @@
 #include "Shared/src/KR/shared.kr-functions.hpp"
 #include "Shared/src/Log/shared.log-settings.hpp"
 #include "Shared/src/System/shared.system-agentsettings.hpp"
-#include "Shared/src/System/shared.system-registry.hpp"
 #include "support/scoped_registry.hpp"
 
 namespace {
@@ -33,19 +32,6 @@ TEST(AgentSettings, WrongTypesReadAsAbsentAndDefaultsApply) {
         EXPECT_EQ(AgentSettings::ConnectionTimeoutOverride(), 7u);
         EXPECT_EQ(AgentSettings::DnsResolutionTimeoutMs(), 500u);
     }
-}
-
-TEST(Registry, ParentKeysExistAndCommentsAfterValuesAreIgnored) {
-    const ScopedRegistry registry(
-        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Quillon Agent\\Orvia]\r\n"
-        "\"tunnel-status\"=\"connected\"    ; disconnected, connected, ...\r\n"
-        "\"dns-resolution-timeout\"=dword:00003a98 ; ms\r\n");
-    EXPECT_TRUE(RegistryKeyExists(AgentSettings::kAccessAgentKey));
-    EXPECT_TRUE(RegistryKeyExists(L"SOFTWARE\\Velmora"));
-    EXPECT_FALSE(RegistryKeyExists(L"SOFTWARE\\Velmora\\Quillon"));
-    const auto key = AgentSettings::kAccessAgentKey + L"\\Orvia";
-    EXPECT_EQ(ReadRegistryString(key, L"tunnel-status"), L"connected");
-    EXPECT_EQ(ReadRegistryDword(key, L"dns-resolution-timeout"), 15000u);
 }
 
 TEST(LoggingSettings, LevelAndTargetWords) {

@@ -10,6 +10,7 @@
 #include "Shared/src/Util/shared.util-flagfallback.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -49,12 +50,8 @@ TEST(Strings, ReadStdLineReturnsLinesThenThrowsAtEnd) {
     auto* saved = std::cin.rdbuf(input.rdbuf());
     EXPECT_EQ(Shared::Util::ReadStdLine(), "first");
     EXPECT_EQ(Shared::Util::ReadStdLine(), "last without newline");
-    try {
-        Shared::Util::ReadStdLine();
-        ADD_FAILURE() << "expected a throw at the end of input";
-    } catch (const std::runtime_error& e) {
-        EXPECT_THAT(e.what(), testing::HasSubstr("Failed reading line from std::cin"));
-    }
+    EXPECT_THAT(WhatOf<std::runtime_error>([] { Shared::Util::ReadStdLine(); }),
+                testing::HasSubstr("Failed reading line from std::cin"));
     std::cin.rdbuf(saved);
 }
 

@@ -3,68 +3,44 @@
 #include <vector>
 
 #include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
+#include "support/fake_systemcalls.hpp"
 
 namespace {
 
 using Shared::WinSock::DecodeTimeExceeded;
+using testing_support::QuotedProbe;
+using testing_support::TimeExceededDatagram;
 
-// An IPv4 datagram carrying ICMP type/code that quotes a probe to 198.18.4.1 from port 33000
-// to port 443, with optional IP options on either header.
-std::vector<std::uint8_t> Datagram(std::uint8_t type = 11, std::uint8_t protocol = 6,
-                                   std::size_t outerOptions = 0, std::size_t innerOptions = 0) {
-    std::vector<std::uint8_t> bytes(65535, 0);
-    bytes[0] = static_cast<std::uint8_t>(0x40 | (5 + outerOptions / 4));
-    const auto icmp = 20 + outerOptions;
-    bytes[icmp] = type;
-    const auto inner = icmp + 8;
-    bytes[inner] = static_cast<std::uint8_t>(0x40 | (5 + innerOptions / 4));
-    bytes[inner + 9] = protocol;
-    bytes[inner + 16] = 198, bytes[inner + 17] = 18, bytes[inner + 18] = 4, bytes[inner + 19] = 1;
-    const auto tcp = inner + 20 + innerOptions;
-    bytes[tcp] = 0x80, bytes[tcp + 1] = 0xE8;  // 33000
-    bytes[tcp + 2] = 0x01, bytes[tcp + 3] = 0xBB;  // 443
-    return bytes;
-}
-
-std::size_t FullLength(std::size_t outerOptions = 0, std::size_t innerOptions = 0) {
-    return 20 + outerOptions + 8 + 20 + innerOptions + 8;
-}
-
+// Header options move the fields; ports past the received length come from the buffer.
 TEST(IcmpDecode, AcceptsTimeExceededQuotingTcp) {
-    const auto bytes = Datagram();
-    const auto probe = DecodeTimeExceeded(bytes, FullLength());
-    ASSERT_TRUE(probe);
-    EXPECT_EQ(probe->originalDestination, (std::array<std::uint8_t, 4>{198, 18, 4, 1}));
-    EXPECT_EQ(probe->sourcePort, 33000);
-    EXPECT_EQ(probe->destinationPort, 443);
-}
-
-TEST(IcmpDecode, HeaderOptionsMoveTheFields) {
-    const auto bytes = Datagram(11, 6, 8, 12);
-    const auto probe = DecodeTimeExceeded(bytes, FullLength(8, 12));
-    ASSERT_TRUE(probe);
-    EXPECT_EQ(probe->sourcePort, 33000);
-    EXPECT_EQ(probe->destinationPort, 443);
+    const struct {
+        std::size_t outerOptions, innerOptions, portBytesMissing;
+    } cases[] = {{0, 0, 0}, {8, 12, 0}, {0, 0, 8}};
+    for (const auto& [outer, inner, missing] : cases) {
+        SCOPED_TRACE(testing::Message() << outer << " " << inner << " " << missing);
+        const auto bytes = TimeExceededDatagram({.outerOptions = outer, .innerOptions = inner});
+        const auto probe = DecodeTimeExceeded(bytes, bytes.size() - missing);
+        ASSERT_TRUE(probe);
+        EXPECT_EQ(probe->originalDestination, (std::array<std::uint8_t, 4>{198, 18, 4, 1}));
+        EXPECT_EQ(probe->sourcePort, 40000);
+        EXPECT_EQ(probe->destinationPort, 80);
+    }
 }
 
 TEST(IcmpDecode, DropsOtherTypesProtocolsAndShortDatagrams) {
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(3), FullLength()));   // unreachable
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(0), FullLength()));   // echo reply
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(11, 17), FullLength()));  // quotes UDP
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(11, 1), FullLength()));   // quotes ICMP
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(), 20 + 8 + 19));  // quoted header cut short
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(), 20 + 7));
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(), 10));  // shorter than its own IHL
-    EXPECT_FALSE(DecodeTimeExceeded(Datagram(), 0));
+    const auto decodes = [](const QuotedProbe& shape, std::size_t received = 56) {
+        return DecodeTimeExceeded(TimeExceededDatagram(shape), received).has_value();
+    };
+    EXPECT_FALSE(decodes({.type = 3}));   // unreachable
+    EXPECT_FALSE(decodes({.type = 0}));   // echo reply
+    EXPECT_FALSE(decodes({.protocol = 17}));  // quotes UDP
+    EXPECT_FALSE(decodes({.protocol = 1}));   // quotes ICMP
+    EXPECT_FALSE(decodes({}, 20 + 8 + 19));  // quoted header cut short
+    EXPECT_FALSE(decodes({}, 20 + 7));
+    EXPECT_FALSE(decodes({}, 10));  // shorter than its own IHL
+    EXPECT_FALSE(decodes({}, 0));
     const std::vector<std::uint8_t> tiny(30, 0x4F);
     EXPECT_FALSE(DecodeTimeExceeded(tiny, 30));
-}
-
-TEST(IcmpDecode, PortsPastTheReceivedLengthComeFromTheBuffer) {
-    const auto bytes = Datagram();
-    const auto probe = DecodeTimeExceeded(bytes, 20 + 8 + 20);  // no TCP bytes received
-    ASSERT_TRUE(probe);
-    EXPECT_EQ(probe->sourcePort, 33000);
 }
 
 }  // namespace

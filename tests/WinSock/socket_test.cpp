@@ -9,6 +9,7 @@
 #include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
 #include "support/fake_systemcalls.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -20,12 +21,7 @@ using Shared::WinSock::WinSockException;
 using testing_support::FakeCalls;
 
 std::uint32_t CodeOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const WinSockException& e) {
-        return e.Code();
-    }
-    return 0;
+    return Thrown<WinSockException>(action).Code();
 }
 
 TEST(Socket, ConnectOutcomesAreValues) {

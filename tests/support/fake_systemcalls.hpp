@@ -28,18 +28,30 @@ inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
 #endif
 
 // A time-exceeded datagram (IPv4 header included) quoting a TCP probe to 198.18.4.1 from
-// port 40000 to port 80.
-inline std::vector<std::uint8_t> TimeExceededDatagram(std::uint16_t sourcePort = 40000) {
-    std::vector<std::uint8_t> bytes(20 + 8 + 20 + 8, 0);
-    bytes[0] = 0x45;
-    bytes[20] = 11;
-    bytes[28] = 0x45;
-    bytes[28 + 9] = 6;
+// `sourcePort` to port 80; the ICMP type, the quoted protocol and IP options on either header
+// vary it.
+struct QuotedProbe {
+    std::uint16_t sourcePort = 40000;
+    std::uint8_t type = 11;
+    std::uint8_t protocol = 6;
+    std::size_t outerOptions = 0;
+    std::size_t innerOptions = 0;
+};
+
+inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe = {}) {
+    const auto icmp = 20 + probe.outerOptions;
+    const auto inner = icmp + 8;
+    const auto tcp = inner + 20 + probe.innerOptions;
+    std::vector<std::uint8_t> bytes(tcp + 8, 0);
+    bytes[0] = static_cast<std::uint8_t>(0x45 + probe.outerOptions / 4);
+    bytes[icmp] = probe.type;
+    bytes[inner] = static_cast<std::uint8_t>(0x45 + probe.innerOptions / 4);
+    bytes[inner + 9] = probe.protocol;
     const std::uint8_t destination[] = {198, 18, 4, 1};
-    std::copy(std::begin(destination), std::end(destination), bytes.begin() + 28 + 16);
-    bytes[48] = static_cast<std::uint8_t>(sourcePort >> 8);
-    bytes[49] = static_cast<std::uint8_t>(sourcePort & 0xFF);
-    bytes[51] = 80;
+    std::copy(std::begin(destination), std::end(destination), bytes.begin() + inner + 16);
+    bytes[tcp] = static_cast<std::uint8_t>(probe.sourcePort >> 8);
+    bytes[tcp + 1] = static_cast<std::uint8_t>(probe.sourcePort & 0xFF);
+    bytes[tcp + 3] = 80;
     return bytes;
 }
 

@@ -18,13 +18,13 @@
 
 class ScopedRegistry {
 public:
-    explicit ScopedRegistry(const std::string& body, bool withHeader = true) {
+    explicit ScopedRegistry(const std::string& body) {
         path_ = (std::filesystem::temp_directory_path() /
                  ("hopr-registry-" + std::to_string(::getpid()) + "-" +
                   std::to_string(counter_++) + ".reg"))
                     .string();
         std::ofstream(path_, std::ios::binary)
-            << (withHeader ? "Windows Registry Editor Version 5.00\r\n\r\n" : "") << body;
+            << "Windows Registry Editor Version 5.00\r\n\r\n" << body;
         Install(body);
     }
     ~ScopedRegistry() {

@@ -1,0 +1,31 @@
+#pragma once
+// What an action throws, for tests of failure texts and codes; an action that throws nothing
+// fails the test.
+
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+template <typename Exception, typename Action>
+Exception Thrown(Action&& action) {
+    try {
+        action();
+    } catch (const Exception& e) {
+        return e;
+    }
+    throw std::logic_error("nothing was thrown");
+}
+
+// The text only, for a base class whose copy would lose it.
+template <typename Exception = std::exception, typename Action>
+std::string WhatOf(Action&& action) {
+    try {
+        action();
+    } catch (const Exception& e) {
+        return e.what();
+    }
+    ADD_FAILURE() << "nothing was thrown";
+    return {};
+}
