@@ -1,7 +1,7 @@
 """Floods the client from a lab router: time-exceeded datagrams quoting the traced target from
 every source port in random order, up to RATE a second, mixed with malformed and unrelated ICMP.
 
-Run inside a router's namespace: python3 flood.py DESTINATION TARGET SECONDS
+Run inside a router's namespace: python3 flood.py DESTINATION TARGET SECONDS [RATE]
 """
 
 import random
@@ -9,9 +9,6 @@ import socket
 import struct
 import sys
 import time
-
-
-RATE = 30_000
 
 
 def checksum(data):
@@ -54,6 +51,7 @@ def quoting_the_target(target):
 
 def main():
     destination, target, seconds = sys.argv[1], sys.argv[2], float(sys.argv[3])
+    rate = int(sys.argv[4]) if len(sys.argv) > 4 else 30_000
     sender = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
     packets = quoting_the_target(target) + list(datagrams(target))
     random.shuffle(packets)
@@ -64,9 +62,9 @@ def main():
             sender.sendto(packet, (destination, 0))
             sent += 1
             if sent % 1000 == 0:
-                # At most RATE a second: every port is still quoted within the listeners'
+                # At most `rate` a second: every port is still quoted within the listeners'
                 # warm-up, and a busy machine's listener is not starved of the real answers.
-                time.sleep(max(0.0, start + sent / RATE - time.monotonic()))
+                time.sleep(max(0.0, start + sent / rate - time.monotonic()))
     print(sent)
 
 
