@@ -6,10 +6,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "support/captured_log.hpp"
 #include "support/thrown.hpp"
 
 namespace {
@@ -50,6 +52,17 @@ TEST_F(NamedEvent, ShellWriteSignalsAndTheFifoGoesAwayWithItsCreator) {
     EXPECT_THAT(WhatOf<Shared::Exception::Win32Exception>(
                     [] { Event missing(true, true, L"nobody-made-this"); }),
                 testing::HasSubstr("Failed to create or open event nobody-made-this"));
+}
+
+TEST_F(NamedEvent, AFileLeftByAWriteWithNoFifoIsReplacedAndDoesNotStopTheRun) {
+    std::filesystem::create_directories(directory_);
+    const auto path = Event::PathForName(L"hopr-stop");
+    std::ofstream(path) << 'x';
+    const CapturedLog log;
+    Event exitEvent(true, false, L"hopr-stop");
+    EXPECT_TRUE(std::filesystem::is_fifo(path));
+    EXPECT_FALSE(exitEvent.WaitOnEvent(0, false));
+    EXPECT_THAT(log.Text(), testing::HasSubstr("not a FIFO, a stale stop request"));
 }
 
 }  // namespace

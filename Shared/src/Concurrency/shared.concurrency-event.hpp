@@ -1,7 +1,9 @@
 #pragma once
 // A manual- or auto-reset event, unnamed or named. A named event can be signalled from another
 // process; on Linux it is a FIFO in $HOPR_EVENT_DIR (default /run/hopr) and writing one byte to
-// it signals it: `printf x > /run/hopr/NAME`.
+// it signals it, without creating a file when no run is waiting:
+// `printf x | dd of=/run/hopr/NAME oflag=nonblock conv=nocreat,notrunc status=none`.
+// Creating one replaces whatever else stands at its path (a file `printf x > …` left).
 
 #include <string>
 

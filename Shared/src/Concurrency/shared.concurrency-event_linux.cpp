@@ -15,6 +15,7 @@
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 
 namespace Shared::Concurrency {
@@ -28,6 +29,26 @@ std::string EventDirectory() {
 [[noreturn]] void ThrowLastError(const char* message) {
     const auto error = static_cast<std::uint32_t>(errno);
     throw Shared::Exception::Win32Exception(message, error);
+}
+
+// True when this call made the FIFO. `printf x > path` with no FIFO there leaves a regular file,
+// which would read as signalled in every later run: a request nobody waits for any more.
+bool MakeFifo(const std::string& path) {
+    if (::mkfifo(path.c_str(), 0600) == 0) {
+        return true;
+    }
+    struct stat existing {};
+    if (errno != EEXIST || ::lstat(path.c_str(), &existing) != 0) {
+        ThrowLastError("Failed to create or open event");
+    }
+    if (S_ISFIFO(existing.st_mode)) {
+        return false;
+    }
+    Log::GuardedLog::Warn("Replacing {}: not a FIFO, a stale stop request", path);
+    if (::unlink(path.c_str()) != 0 || ::mkfifo(path.c_str(), 0600) != 0) {
+        ThrowLastError("Failed to create or open event");
+    }
+    return true;
 }
 
 }  // namespace
@@ -59,10 +80,8 @@ void Event::InternalCreate(bool openExisting, unsigned long /*access*/,
     if (!openExisting) {
         std::error_code ignored;
         std::filesystem::create_directories(EventDirectory(), ignored);
-        if (::mkfifo(path.c_str(), 0600) == 0) {
+        if (MakeFifo(path)) {
             createdPath_ = path;
-        } else if (errno != EEXIST) {
-            ThrowLastError("Failed to create or open event");
         }
     }
     // Opened read-write so the FIFO never reports hang-up and a writer never blocks.
