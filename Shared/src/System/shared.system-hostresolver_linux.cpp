@@ -1,7 +1,7 @@
 // A look-up in progress cannot be interrupted on Linux (getaddrinfo_a cannot cancel one either,
-// and its hidden helper threads defeat ThreadSanitizer). So the look-up runs on a detached
-// thread that owns its half of the result jointly with the caller: at the time-out the caller
-// reports and goes, and the look-up, whenever it ends, hands its result to a state nobody reads.
+// and its hidden helper threads defeat ThreadSanitizer). So the look-up runs on a thread that is
+// abandoned at the time-out or when the run is asked to stop; whenever it ends, it hands its
+// result to a state nobody reads. It never logs: the caller reports, while the logger lives.
 
 #include "Shared/src/System/shared.system-hostresolver.hpp"
 #include "Shared/src/System/shared.system-hostresolver_linux.hpp"
@@ -9,13 +9,12 @@
 #include <arpa/inet.h>
 #include <netdb.h>
 
-#include <chrono>
-#include <future>
 #include <mutex>
-#include <thread>
 
 #include <fmt/format.h>
 
+#include "Shared/src/Concurrency/shared.concurrency-abandonable.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
@@ -56,44 +55,31 @@ LookupOutcome SystemLookup(const std::string& hostName) {
 
 }  // namespace
 
-void QueryCompleteCallback(LookupOutcome outcome, std::promise<LookupOutcome>& completion) {
-    if (outcome.error != 0) {
-        Log::GuardedLog::Error("QueryCompleteCallback() failed: {}", ::gai_strerror(outcome.error));
-        outcome.addresses.clear();
-    }
-    completion.set_value(std::move(outcome));
-}
-
 std::vector<std::wstring> ResolveWith(const BlockingLookup& lookup, const std::wstring& hostName,
-                                      std::uint32_t timeoutMs) {
+                                      std::uint32_t timeoutMs,
+                                      const std::vector<Shared::Raii::NativeHandle>& giveUpOn) {
     std::lock_guard lock(gResolveMutex);
     const auto name = Shared::Util::ConvertStringType(hostName);
-    std::promise<LookupOutcome> completion;
-    auto result = completion.get_future();
-    std::thread([lookup, name, completion = std::move(completion)]() mutable {
-        try {
-            QueryCompleteCallback(lookup(name), completion);
-        } catch (...) {
-            completion.set_exception(std::current_exception());
-        }
-    }).detach();
-    if (result.wait_for(std::chrono::milliseconds(timeoutMs)) != std::future_status::ready) {
+    const auto outcome = Shared::Concurrency::CallAbandonable<LookupOutcome>(
+        [lookup, name] { return lookup(name); }, timeoutMs, giveUpOn);
+    if (!outcome.value) {
         throw Shared::Exception::RuntimeError(
-            fmt::format("Address reolution for host name \"{}\" took longer than {} ms to complete.",
-                        name, timeoutMs));
+            detail::UnfinishedMessage(name, timeoutMs, outcome.givenUp));
     }
-    const auto outcome = result.get();
-    if (outcome.error != 0) {
+    if (outcome.value->error != 0) {
+        const std::string text = ::gai_strerror(outcome.value->error);
+        Log::GuardedLog::Error("QueryCompleteCallback() failed: {}", text);
         throw Shared::Exception::RuntimeError(
             fmt::format("Failed to resolve address for host name \"{}\" with error: {}", name,
-                        ::gai_strerror(outcome.error)));
+                        text));
     }
-    return outcome.addresses;
+    return outcome.value->addresses;
 }
 
 std::vector<std::wstring> HostResolver::Resolve(const std::wstring& hostName,
                                                 std::uint32_t timeoutMs) {
-    return ResolveWith(SystemLookup, hostName, timeoutMs);
+    return ResolveWith(SystemLookup, hostName, timeoutMs,
+                       {Shared::Concurrency::TerminationEvent().Handle()});
 }
 
 }  // namespace Shared::System

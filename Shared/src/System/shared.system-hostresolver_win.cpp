@@ -10,6 +10,8 @@
 #include <fmt/format.h>
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Exception/shared.exception-errortext.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
@@ -61,10 +63,11 @@ std::wstring AddressText(const ADDRINFOEXW& entry) {
 void CALLBACK QueryCompleteCallback(DWORD error, DWORD /*bytes*/, LPWSAOVERLAPPED overlapped) {
     auto& context = *reinterpret_cast<Completion*>(overlapped)->context;
     if (error != 0) {
-        context.error = error;
-        context.done.Signal();
+        // Before the signal: after it, the caller may be gone, and the logger with it.
         Log::GuardedLog::Error("QueryCompleteCallback() failed: {}",
                                Shared::Exception::TranslateSystemError(error));
+        context.error = error;
+        context.done.Signal();
         return;
     }
     std::vector<std::wstring> addresses;
@@ -106,12 +109,14 @@ std::vector<std::wstring> HostResolver::Resolve(const std::wstring& hostName,
         QueryCompleteCallback(static_cast<DWORD>(started), 0, &context.completion.overlapped);
         return context.addresses;
     }
-    if (!context.done.WaitOnEvent(timeoutMs, false)) {
+    const auto ended = Shared::Concurrency::WaitFor(
+        {context.done.Handle(), Shared::Concurrency::TerminationEvent().Handle()}, false,
+        timeoutMs, false);
+    if (ended != Shared::Concurrency::kWaitObject0) {
         CancelLookup(&context.cancel);
         context.done.WaitOnEvent();
-        throw Shared::Exception::RuntimeError(
-            fmt::format("Address reolution for host name \"{}\" took longer than {} ms to complete.",
-                        name, timeoutMs));
+        throw Shared::Exception::RuntimeError(detail::UnfinishedMessage(
+            name, timeoutMs, ended != Shared::Concurrency::kWaitTimeout));
     }
     if (context.error != 0) {
         throw Shared::Exception::RuntimeError(
