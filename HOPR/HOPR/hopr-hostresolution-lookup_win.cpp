@@ -1,28 +1,21 @@
 #include "HOPR/HOPR/hopr-hostresolution.hpp"
 
-#include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-windows.hpp"
 
-namespace HOPR::HostResolution {
+namespace HOPR::HostResolution::detail {
 
-using Log::GuardedLog;
-
-std::string GetHostName(const std::string& address) {
+ReverseLookupOutcome ReverseLookup(const std::string& address) {
     sockaddr_in socketAddress{};
     socketAddress.sin_family = AF_INET;
     if (::inet_pton(AF_INET, address.c_str(), &socketAddress.sin_addr) != 1) {
-        GuardedLog::Warn("Failed to resolve IP to name: inet_pton() failed with {:#X}.",
-                         static_cast<unsigned>(::WSAGetLastError()));
-        return address;
+        return {"inet_pton", static_cast<unsigned>(::WSAGetLastError()), {}};
     }
     char host[NI_MAXHOST] = {};
     if (::getnameinfo(reinterpret_cast<const sockaddr*>(&socketAddress), sizeof socketAddress,
                       host, sizeof host, nullptr, 0, NI_NUMERICSERV) != 0) {
-        GuardedLog::Warn("Failed to resolve IP to name: getnameinfo() failed with {:#X}.",
-                         static_cast<unsigned>(::WSAGetLastError()));
-        return address;
+        return {"getnameinfo", static_cast<unsigned>(::WSAGetLastError()), {}};
     }
-    return host;
+    return {nullptr, 0, host};
 }
 
-}  // namespace HOPR::HostResolution
+}  // namespace HOPR::HostResolution::detail

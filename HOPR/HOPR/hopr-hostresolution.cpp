@@ -2,6 +2,7 @@
 
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
+#include "Shared/src/System/shared.system-agentsettings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
 
 namespace HOPR::HostResolution {
@@ -9,8 +10,10 @@ namespace HOPR::HostResolution {
 using Log::GuardedLog;
 
 HostResolutionWorker::HostResolutionWorker(
-    Shared::Concurrency::ThreadSafeQueue<std::string>& queue, HostNames& hostNames, bool enabled)
-    : queue_(queue), hostNames_(hostNames), enabled_(enabled), stopEvent_(true) {}
+    Shared::Concurrency::ThreadSafeQueue<std::string>& queue, HostNames& hostNames, bool enabled,
+    const Shared::Concurrency::Event* giveUp)
+    : queue_(queue), hostNames_(hostNames), enabled_(enabled), giveUp_(giveUp), stopEvent_(true),
+      leaveEvent_(true) {}
 
 HostResolutionWorker::~HostResolutionWorker() {
     try {
@@ -23,8 +26,11 @@ void HostResolutionWorker::Start() {
     thread_ = std::thread(&HostResolutionWorker::ThreadEntry, this);
 }
 
-void HostResolutionWorker::Stop() {
+void HostResolutionWorker::Stop(Pending pending) {
     if (thread_.joinable()) {
+        if (pending == Pending::Leave) {
+            leaveEvent_.Signal();
+        }
         stopEvent_.Signal();
         thread_.join();
     }
@@ -51,14 +57,14 @@ int HostResolutionWorker::StartResolving() {
         const auto index =
             Shared::Concurrency::WaitFor(handles, false, Shared::Concurrency::kInfinite, false);
         GuardedLog::Debug("Thread {} woke to do index {}", threadId, index);
-        if (index == 0) {
-            Resolve();
-        } else if (index == 1) {
-            break;
-        } else {
+        if (index > 1) {
             GuardedLog::Info("Unhandled index {} in HostResolutionWorker {}", index, threadId);
             return 1;
         }
+        if (index == 1 || leaveEvent_.WaitOnEvent(0, false)) {
+            break;
+        }
+        Resolve();
     }
     GuardedLog::Info("HostResolutionWorker {} exiting, total resolved: {}", threadId,
                      resolvedCount_);
@@ -73,7 +79,12 @@ void HostResolutionWorker::Resolve() {
         return;
     }
     // No lock is held across the network lookup.
-    const auto name = GetHostName(address);
+    std::vector<Shared::Raii::NativeHandle> giveUpOn{leaveEvent_.Handle()};
+    if (giveUp_ != nullptr) {
+        giveUpOn.push_back(giveUp_->Handle());
+    }
+    const auto name = GetHostName(
+        address, Shared::System::AgentSettings::DnsResolutionTimeoutMs(), giveUpOn);
     GuardedLog::Info("HostResolutionWorker {} resolved {}", Shared::Util::CurrentThreadId(),
                      address);
     const bool inserted = hostNames_.WriteExclusive(
