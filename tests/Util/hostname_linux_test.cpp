@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
-#include <vector>
 
 #include "Shared/src/Util/shared.util-system.hpp"
 #include "Shared/src/Util/shared.util-system_linux.hpp"
@@ -11,21 +9,23 @@ namespace {
 
 using Shared::Util::FullyQualifiedName;
 
-TEST(HostName, FullyQualifiedIsTheCanonicalNameElseTheHostNameItself) {
-    std::vector<std::string> asked;
-    const auto answering = [&](std::optional<std::string> canonical) {
-        return [&asked, canonical](const std::string& name) {
-            asked.push_back(name);
-            return canonical;
-        };
+TEST(HostName, FullyQualifiedComesFromTheHostsFileElseTheResolversDomain) {
+    const struct {
+        const char *host, *hosts, *resolvConf, *expected;
+    } cases[] = {
+        {"vm", "127.0.0.1 localhost\n127.0.1.1 vm.lab.example vm # mine\n", "domain corp.example",
+         "vm.lab.example"},
+        {"vm", "127.0.0.1 localhost.localdomain vm\n", "", "vm"},
+        {"vm", "127.0.1.1 vm\n#198.18.0.1 vm.old.example vm\n", "domain lab.example",
+         "vm.lab.example"},
+        {"vm", "", "search lab.example corp.example\ndomain corp.example\n", "vm.corp.example"},
+        {"vm", "", "# domain old.example\nsearch lab.example corp.example\n", "vm.lab.example"},
+        {"vm.lab.example", "", "domain corp.example", "vm.lab.example"},
+        {"vm", "198.18.0.1 other.example\n", "nameserver 198.18.0.53\n", "vm"},
     };
-    EXPECT_EQ(FullyQualifiedName("vm", answering("vm.lab.example")), "vm.lab.example");
-    EXPECT_EQ(asked, std::vector<std::string>{"vm"});
-    EXPECT_EQ(FullyQualifiedName("vm", answering(std::nullopt)), "vm");
-    EXPECT_EQ(FullyQualifiedName("vm", answering("")), "vm");
-    EXPECT_EQ(FullyQualifiedName("vm", answering("localhost")), "vm");
-    EXPECT_EQ(FullyQualifiedName("vm", answering("localhost.localdomain")), "vm");
-    EXPECT_EQ(FullyQualifiedName("localhost", answering("localhost")), "localhost");
+    for (const auto& [host, hosts, resolvConf, expected] : cases) {
+        EXPECT_EQ(FullyQualifiedName(host, hosts, resolvConf), expected) << hosts << resolvConf;
+    }
 }
 
 TEST(HostName, TheSystemsNameNeverCarriesTheNisDomain) {

@@ -1,64 +1,16 @@
 #include "Shared/src/Util/shared.util-system.hpp"
-#include "Shared/src/Util/shared.util-system_linux.hpp"
 
 #include <fcntl.h>
-#include <netdb.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/utsname.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
 #include <stdexcept>
 
-#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
-#include "Shared/src/Util/shared.util-strings.hpp"
 
 namespace Shared::Util {
-namespace {
-
-// What `hostname -f` reports; /etc/hosts answers before any name server is asked.
-std::optional<std::string> ResolverCanonicalName(const std::string& name) {
-    addrinfo hints{};
-    hints.ai_flags = AI_CANONNAME;
-    addrinfo* result = nullptr;
-    if (::getaddrinfo(name.c_str(), nullptr, &hints, &result) != 0) {
-        return std::nullopt;
-    }
-    std::optional<std::string> canonical;
-    if (result != nullptr && result->ai_canonname != nullptr) {
-        canonical = result->ai_canonname;
-    }
-    ::freeaddrinfo(result);
-    return canonical;
-}
-
-}  // namespace
-
-std::string FullyQualifiedName(const std::string& hostName, const CanonicalNameLookup& lookup) {
-    const auto canonical = lookup(hostName);
-    const bool isLoopbackAlias = canonical && canonical->starts_with("localhost") &&
-                                 !hostName.starts_with("localhost");
-    return canonical && !canonical->empty() && !isLoopbackAlias ? *canonical : hostName;
-}
-
-std::wstring GetHostname(ComputerNameFormat format) {
-    utsname names{};
-    if (::uname(&names) != 0) {
-        throw Shared::Exception::Win32Exception("GetComputerNameEx() failed",
-                                                static_cast<std::uint32_t>(errno));
-    }
-    const std::string name = names.nodename;
-    if (format != ComputerNameFormat::DnsFullyQualified) {
-        return ConvertStringType(name);
-    }
-    // Once per process: every result asks, and a name server that does not answer would
-    // hold up each of them.
-    static const std::wstring fullyQualified =
-        ConvertStringType(FullyQualifiedName(name, ResolverCanonicalName));
-    return fullyQualified;
-}
 
 std::wstring GetCurrentExecutablePath() {
     std::error_code error;

@@ -1,17 +1,17 @@
 #pragma once
-// How the Linux back end names this machine, apart from the resolver it asks.
+// How the Linux back end names this machine: like Windows, from local settings alone, so that
+// a name server that does not answer never holds up a result.
 
-#include <functional>
-#include <optional>
 #include <string>
 
 namespace Shared::Util {
 
-// A name's canonical DNS name as the resolver gives it, or nothing.
-using CanonicalNameLookup = std::function<std::optional<std::string>(const std::string& name)>;
-
-// The canonical DNS name of hostName, else hostName itself. A loopback alias ("localhost…")
-// that /etc/hosts puts first on the host's line is not this machine's name.
-std::string FullyQualifiedName(const std::string& hostName, const CanonicalNameLookup& lookup);
+// The first name on the line of `hosts` (/etc/hosts text) that lists hostName, when that name
+// is qualified and not a loopback alias ("localhost…"); else a qualified hostName itself; else
+// hostName with the domain of `resolvConf` (/etc/resolv.conf text: `domain`, else the first
+// `search` entry); else hostName. "vm" + "127.0.1.1 vm.lab.example vm" => "vm.lab.example";
+// "vm" + "search lab.example corp.example" => "vm.lab.example".
+std::string FullyQualifiedName(const std::string& hostName, const std::string& hosts,
+                               const std::string& resolvConf);
 
 }  // namespace Shared::Util
