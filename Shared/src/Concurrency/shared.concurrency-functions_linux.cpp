@@ -1,5 +1,5 @@
 // Waits are poll() over descriptors: eventfd for events, timerfd for timers, FIFOs for named
-// events. Readable means signalled. The first readable descriptor in index order wins; if it is
+// events. Readable, in error or hung up means signalled. The first readable descriptor in index order wins; if it is
 // auto-reset, the waiter consumes it by draining it, and a waiter that finds it already drained
 // by another thread lost the race and polls again.
 
@@ -86,7 +86,11 @@ unsigned long WaitMany(const std::vector<NativeHandle>& handles, bool waitAll,
             if (fds[i].revents & POLLNVAL) {
                 throw Shared::Exception::Win32Exception(failureText, EBADF);
             }
-            if ((fds[i].revents & POLLIN) && (!IsAutoReset(handles[i]) || Consume(handles[i]))) {
+            // An error or hang-up stays reported however often one polls: counted as signalled,
+            // it is left to the waiter's next read to report (a pipe's end, a socket's error).
+            const bool broken = fds[i].revents & (POLLERR | POLLHUP);
+            if (broken || ((fds[i].revents & POLLIN) &&
+                           (!IsAutoReset(handles[i]) || Consume(handles[i])))) {
                 return kWaitObject0 + static_cast<unsigned long>(i);
             }
         }
