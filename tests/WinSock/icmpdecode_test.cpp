@@ -11,15 +11,15 @@ using Shared::WinSock::DecodeTimeExceeded;
 using testing_support::QuotedProbe;
 using testing_support::TimeExceededDatagram;
 
-// Header options move the fields; ports past the received length come from the buffer.
+// Header options move the fields; the datagram may end right after the ports.
 TEST(IcmpDecode, AcceptsTimeExceededQuotingTcp) {
     const struct {
-        std::size_t outerOptions, innerOptions, portBytesMissing;
-    } cases[] = {{0, 0, 0}, {8, 12, 0}, {0, 0, 8}};
-    for (const auto& [outer, inner, missing] : cases) {
-        SCOPED_TRACE(testing::Message() << outer << " " << inner << " " << missing);
+        std::size_t outerOptions, innerOptions, bytesAfterPorts;
+    } cases[] = {{0, 0, 4}, {8, 12, 0}};
+    for (const auto& [outer, inner, after] : cases) {
+        SCOPED_TRACE(testing::Message() << outer << " " << inner << " " << after);
         const auto bytes = TimeExceededDatagram({.outerOptions = outer, .innerOptions = inner});
-        const auto probe = DecodeTimeExceeded(bytes, bytes.size() - missing);
+        const auto probe = DecodeTimeExceeded(bytes, bytes.size() - 4 + after);
         ASSERT_TRUE(probe);
         EXPECT_EQ(probe->originalDestination, (std::array<std::uint8_t, 4>{198, 18, 4, 1}));
         EXPECT_EQ(probe->sourcePort, 40000);
@@ -35,6 +35,7 @@ TEST(IcmpDecode, DropsOtherTypesProtocolsAndShortDatagrams) {
     EXPECT_FALSE(decodes({.type = 0}));   // echo reply
     EXPECT_FALSE(decodes({.protocol = 17}));  // quotes UDP
     EXPECT_FALSE(decodes({.protocol = 1}));   // quotes ICMP
+    EXPECT_FALSE(decodes({}, 20 + 8 + 20 + 3));  // a port byte short, though the buffer has it
     EXPECT_FALSE(decodes({}, 20 + 8 + 19));  // quoted header cut short
     EXPECT_FALSE(decodes({}, 20 + 7));
     EXPECT_FALSE(decodes({}, 10));  // shorter than its own IHL

@@ -5,6 +5,7 @@ namespace {
 
 constexpr std::uint8_t kTimeExceeded = 11;
 constexpr std::uint8_t kProtocolTcp = 6;
+constexpr std::size_t kProtocolOffset = 9;
 constexpr std::size_t kIcmpHeaderLength = 8;
 constexpr std::size_t kMinimumIpHeaderLength = 20;
 
@@ -16,35 +17,42 @@ std::uint16_t ReadBigEndian16(std::span<const std::uint8_t> bytes, std::size_t o
     return static_cast<std::uint16_t>((bytes[offset] << 8) | bytes[offset + 1]);
 }
 
+// The length of the IPv4 header at `offset`; 0 unless the datagram holds all of it.
+std::size_t WholeIpHeader(std::span<const std::uint8_t> datagram, std::size_t offset) {
+    if (datagram.size() - offset < kMinimumIpHeaderLength) {
+        return 0;
+    }
+    const auto length = HeaderLength(datagram[offset]);
+    return length >= kMinimumIpHeaderLength && datagram.size() - offset >= length ? length : 0;
+}
+
 }  // namespace
 
 std::optional<QuotedTcpProbe> DecodeTimeExceeded(std::span<const std::uint8_t> buffer,
                                                  std::size_t received) noexcept {
-    if (received == 0 || received > buffer.size()) {
+    if (received > buffer.size()) {
         return std::nullopt;
     }
-    const auto icmp = HeaderLength(buffer[0]);
-    if (received < icmp || received - icmp < kIcmpHeaderLength) {
-        return std::nullopt;
-    }
-    const auto remaining = received - icmp;
-    if (buffer[icmp] != kTimeExceeded || remaining - kIcmpHeaderLength < kMinimumIpHeaderLength) {
+    const auto datagram = buffer.first(received);
+    const auto icmp = WholeIpHeader(datagram, 0);
+    if (icmp == 0 || received - icmp < kIcmpHeaderLength || datagram[icmp] != kTimeExceeded) {
         return std::nullopt;
     }
     const auto inner = icmp + kIcmpHeaderLength;
-    if (buffer[inner + 9] != kProtocolTcp) {
+    const auto innerLength = WholeIpHeader(datagram, inner);
+    if (innerLength == 0 || datagram[inner + kProtocolOffset] != kProtocolTcp) {
         return std::nullopt;
     }
-    const auto tcp = inner + HeaderLength(buffer[inner]);
-    if (tcp + 4 > buffer.size()) {
+    const auto tcp = inner + innerLength;
+    if (received - tcp < 4) {
         return std::nullopt;
     }
     QuotedTcpProbe probe{};
     for (std::size_t i = 0; i < 4; ++i) {
-        probe.originalDestination[i] = buffer[inner + 16 + i];
+        probe.originalDestination[i] = datagram[inner + 16 + i];
     }
-    probe.sourcePort = ReadBigEndian16(buffer, tcp);
-    probe.destinationPort = ReadBigEndian16(buffer, tcp + 2);
+    probe.sourcePort = ReadBigEndian16(datagram, tcp);
+    probe.destinationPort = ReadBigEndian16(datagram, tcp + 2);
     return probe;
 }
 

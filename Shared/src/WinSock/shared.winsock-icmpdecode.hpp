@@ -17,8 +17,8 @@ struct QuotedTcpProbe {
 };
 
 // `buffer` is the whole receive buffer and `received` the datagram's length (IPv4 header
-// included). Accepts only type 11 with a whole quoted IPv4 header whose protocol is TCP. The
-// quoted ports are taken from the buffer even when they lie past `received`.
+// included). Accepts only type 11 quoting a whole IPv4 header whose protocol is TCP, followed
+// by the TCP ports. Nothing past `received` is read.
 std::optional<QuotedTcpProbe> DecodeTimeExceeded(std::span<const std::uint8_t> buffer,
                                                  std::size_t received) noexcept;
 
