@@ -90,6 +90,12 @@ TEST(LinuxCalls, SystemChosenPortsComeInSequenceAndNeverRepeat) {
     EXPECT_EQ(ports.Next(), 60002);
     EXPECT_EQ(ports.Next(), 60000);  // wraps within the range
     EXPECT_EQ(ports.Count(), 3u);
+    // Reserved ports are skipped: a single one, then a range up to the end, which wraps.
+    EphemeralPorts sparing(60000, 60004, 60000, ParsePortList("x,60001,9-8,60003-60004"));
+    EXPECT_EQ(sparing.Next(), 60000);
+    EXPECT_EQ(sparing.Next(), 60002);
+    EXPECT_EQ(sparing.Next(), 60000);
+    EXPECT_TRUE(ParsePortList("x,9-8,70000,1-,-2,,").empty());
 
     auto& calls = PlatformCalls();
     std::set<std::uint16_t> seen;
