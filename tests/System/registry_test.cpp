@@ -32,6 +32,11 @@ TEST(AgentSettings, WrongTypesReadAsAbsentAndDefaultsApply) {
         EXPECT_EQ(AgentSettings::ConnectionTimeoutOverride(), 7u);
         EXPECT_EQ(AgentSettings::DnsResolutionTimeoutMs(), 500u);
     }
+    {
+        const ScopedRegistry registry(std::string(kAgent) +
+                                      "\"HostResolutionWorkerCount\"=dword:ffffffff\r\n");
+        EXPECT_EQ(AgentSettings::HostResolutionWorkerCount(), 64u);
+    }
 }
 
 TEST(LoggingSettings, LevelAndTargetWords) {

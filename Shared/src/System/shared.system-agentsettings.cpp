@@ -1,5 +1,7 @@
 #include "Shared/src/System/shared.system-agentsettings.hpp"
 
+#include <algorithm>
+
 #include "Shared/src/System/shared.system-registry.hpp"
 
 namespace Shared::System::AgentSettings {
@@ -15,7 +17,11 @@ std::wstring VpnStatusKey() {
 }
 
 std::uint32_t HostResolutionWorkerCount() {
-    return ReadRegistryDword(kAgentKey, L"HostResolutionWorkerCount").value_or(3);
+    // A run names a few dozen routers at most, so more workers only cost threads; and a value
+    // such as dword:ffffffff would size the run's queues before its input is even read.
+    constexpr std::uint32_t kMostWorkers = 64;
+    return std::min(ReadRegistryDword(kAgentKey, L"HostResolutionWorkerCount").value_or(3),
+                    kMostWorkers);
 }
 
 bool IsHostResolutionEnabled() {

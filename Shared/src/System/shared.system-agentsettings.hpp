@@ -16,7 +16,7 @@ inline const std::wstring kKestrandKey = kMakerKey + L"\\Kestrand";
 const std::wstring& VpnClientKey();
 std::wstring VpnStatusKey();
 
-std::uint32_t HostResolutionWorkerCount();   // 3 when absent
+std::uint32_t HostResolutionWorkerCount();   // 3 when absent, 64 at most
 bool IsHostResolutionEnabled();              // enabled when absent
 std::uint32_t ConnectionTimeoutOverride();   // the stored value when above 1, else 1
 std::uint32_t DnsResolutionTimeoutMs();      // 15000 when absent
