@@ -4,6 +4,7 @@ namespace Shared::WinSock {
 namespace {
 
 constexpr std::uint8_t kTimeExceeded = 11;
+constexpr std::uint8_t kProtocolIcmp = 1;
 constexpr std::uint8_t kProtocolTcp = 6;
 constexpr std::size_t kProtocolOffset = 9;
 constexpr std::size_t kIcmpHeaderLength = 8;
@@ -35,7 +36,8 @@ std::optional<QuotedTcpProbe> DecodeTimeExceeded(std::span<const std::uint8_t> b
     }
     const auto datagram = buffer.first(received);
     const auto icmp = WholeIpHeader(datagram, 0);
-    if (icmp == 0 || received - icmp < kIcmpHeaderLength || datagram[icmp] != kTimeExceeded) {
+    if (icmp == 0 || datagram[kProtocolOffset] != kProtocolIcmp ||
+        received - icmp < kIcmpHeaderLength || datagram[icmp] != kTimeExceeded) {
         return std::nullopt;
     }
     const auto inner = icmp + kIcmpHeaderLength;

@@ -17,8 +17,9 @@ struct QuotedTcpProbe {
 };
 
 // `buffer` is the whole receive buffer and `received` the datagram's length (IPv4 header
-// included). Accepts only type 11 quoting a whole IPv4 header whose protocol is TCP, followed
-// by the TCP ports. Nothing past `received` is read.
+// included). Accepts only an IPv4 datagram carrying ICMP (protocol 1) of type 11 that quotes a
+// whole IPv4 header whose protocol is TCP, followed by the TCP ports. Nothing past `received`
+// is read.
 std::optional<QuotedTcpProbe> DecodeTimeExceeded(std::span<const std::uint8_t> buffer,
                                                  std::size_t received) noexcept;
 
