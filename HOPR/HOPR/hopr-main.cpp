@@ -88,8 +88,8 @@ void StartWorkers(Run& run) {
     }
 }
 
-// Chooses the addresses and binds the listeners (their threads start later); false when there
-// is no usable adapter.
+// Chooses the addresses and, where answers come from raw listeners, binds them (their threads
+// start later); false when there is no usable adapter.
 bool BindListeners(Run& run) {
     const auto adapters = Shared::System::GetUsableAdapters();
     if (adapters.empty()) {
@@ -102,6 +102,9 @@ bool BindListeners(Run& run) {
     GuardedLog::Info("Selected interfaces:\n\tVirtual interface: {}\n\tPhysical interface: {}",
                      ConvertErrorString(state.virtualAddress),
                      ConvertErrorString(state.physicalAddress));
+    if (Shared::WinSock::PlatformCalls().AnswersOnProbeSockets()) {
+        return true;
+    }
     const auto& bindAddress = state.PhysicalBind();
     GuardedLog::Info("The listener physical interface IP address to bind to is: {}",
                      ConvertErrorString(bindAddress));
@@ -109,7 +112,7 @@ bool BindListeners(Run& run) {
     return true;
 }
 
-// What the rest of the run may need privilege for, once the listeners are bound.
+// What the rest of the run may need privilege for, once any listeners are bound.
 Shared::System::LaterNeeds NeedsAfterBind(const AppState& appState) {
     Shared::System::LaterNeeds needs;
     const auto& parameters = appState.parameters;
@@ -128,9 +131,11 @@ Shared::System::LaterNeeds NeedsAfterBind(const AppState& appState) {
 // starting thread's.
 void StartThreads(Run& run) {
     Log::StartPeriodicFlush();
-    run.listeners->Start(run.state);
     if (run.state.hostResolutionEnabled) {
         StartWorkers(run);
+    }
+    if (run.listeners) {
+        run.listeners->Start(run.state.answers, Shared::Concurrency::TerminationEvent());
     }
 }
 
@@ -210,7 +215,9 @@ void DrainResolutionQueues(ResolutionQueues& queues) {
 }
 
 void StopListenersAndWorkers(Run& run) {
-    run.listeners->Stop();
+    if (run.listeners) {
+        run.listeners->Stop();
+    }
     DrainResolutionQueues(run.state.resolutionQueues);
     for (auto& worker : run.workers) {
         worker->Stop();
@@ -260,9 +267,8 @@ int Execute(Run& run, int argc, const char* const* argv) {
         return kExitNoAdapter;
     }
     Shared::System::DropPrivileges(NeedsAfterBind(appState));
-    StartThreads(run);
     PrepareTests(run.state);
-    WaitForListenersWarmUp();
+    StartThreads(run);
     RunTests(run);
     if (Shared::Concurrency::TerminationRequested()) {
         GuardedLog::Info("Asked to terminate: writing the results gathered so far.");
