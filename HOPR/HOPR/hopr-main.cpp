@@ -38,8 +38,10 @@ constexpr int kExitNoTests = 96;
 constexpr int kExitFailure = 255;
 
 // A drain that sees no progress for this long gives up: a hung look-up must not hold the run.
-constexpr int kDrainStallPolls = 60;
-constexpr auto kDrainPoll = std::chrono::milliseconds(500);
+constexpr auto kDrainStallLimit = std::chrono::seconds(30);
+// Names usually come within milliseconds: the drain looks often and says so twice a second.
+constexpr auto kDrainPoll = std::chrono::milliseconds(5);
+constexpr auto kDrainReport = std::chrono::milliseconds(500);
 
 // The run's shared state and what owns its threads. It outlives every thread it holds: on a
 // failure the process ends before it is destroyed.
@@ -197,13 +199,19 @@ void RunTests(Run& run) {
 
 // Every second queue only: the agent's timing expectations were set by this behaviour.
 void DrainResolutionQueues(ResolutionQueues& queues) {
+    using Clock = std::chrono::steady_clock;
     for (std::size_t i = 0; i < queues.size(); i += 2) {
         auto left = queues[i].Size();
-        for (int stalled = 0; left > 0 && stalled < kDrainStallPolls; ++stalled) {
-            GuardedLog::Info("Waiting on resolution queue {} to be processed ", i);
+        auto progressed = Clock::now();
+        auto reported = Clock::time_point{};
+        while (left > 0 && Clock::now() - progressed < kDrainStallLimit) {
+            if (Clock::now() - reported >= kDrainReport) {
+                GuardedLog::Info("Waiting on resolution queue {} to be processed ", i);
+                reported = Clock::now();
+            }
             std::this_thread::sleep_for(kDrainPoll);
             const auto now = queues[i].Size();
-            stalled = now < left ? 0 : stalled;
+            progressed = now < left ? Clock::now() : progressed;
             left = now;
         }
         if (left > 0) {

@@ -64,8 +64,8 @@ def main():
             sender.sendto(packet, (destination, 0))
             sent += 1
             if sent % 1000 == 0:
-                # At most `rate` a second: every port is still quoted within the listeners'
-                # warm-up, and a busy machine's listener is not starved of the real answers.
+                # At most `rate` a second, so that a busy machine still forwards the routers'
+                # own answers.
                 time.sleep(max(0.0, start + sent / rate - time.monotonic()))
     print(sent)
 

@@ -28,6 +28,7 @@ class LinuxProgram:
 
     file_name = "hopr"
     finds_tunnel_adapter = True
+    answers_on_probe_sockets = True  # no raw listeners
 
     def start(self, lab):
         pass
@@ -68,6 +69,7 @@ class WineProgram:
     file_name = "hopr.exe"
     # Wine's GetAdaptersAddresses gives an adapter whose default route is on-link no gateway.
     finds_tunnel_adapter = False
+    answers_on_probe_sockets = False
 
     def __init__(self):
         self.template = os.environ.get("HOPR_WINE_TEMPLATE", "../../build-win/wineprefix-lab")
