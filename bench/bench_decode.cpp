@@ -2,18 +2,13 @@
 // read; on Windows a time-exceeded datagram quoting a TCP probe, and the kinds of datagrams a
 // listener drops.
 
-#include <ctime>  // before the kernel's header, which uses timespec without including it
-#include <linux/errqueue.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <benchmark/benchmark.h>
 
-#include <cstring>
 #include <vector>
 
 #include "Shared/src/WinSock/shared.winsock-errorqueue.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
+#include "support/queued_icmp_linux.hpp"
 
 namespace {
 
@@ -28,33 +23,8 @@ std::vector<std::uint8_t> Datagram(std::uint8_t type, std::uint8_t protocol) {
     return bytes;
 }
 
-// What recvmsg(MSG_ERRQUEUE) gives for a time-exceeded: the receive time, then the error with
-// the router as its offender.
-std::vector<std::uint8_t> QueuedTimeExceeded() {
-    struct {
-        sock_extended_err error;
-        sockaddr_in offender;
-    } record{};
-    record.error.ee_origin = SO_EE_ORIGIN_ICMP;
-    record.error.ee_type = 11;
-    record.offender.sin_family = AF_INET;
-    record.offender.sin_addr.s_addr = 0x010412C6;  // 198.18.4.1
-    const timespec stamp{1'800'000'000, 0};
-    std::vector<std::uint8_t> control(CMSG_SPACE(sizeof stamp) + CMSG_SPACE(sizeof record));
-    msghdr message{};
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    auto* header = CMSG_FIRSTHDR(&message);
-    *header = {CMSG_LEN(sizeof stamp), SOL_SOCKET, SO_TIMESTAMPNS};
-    std::memcpy(CMSG_DATA(header), &stamp, sizeof stamp);
-    header = CMSG_NXTHDR(&message, header);
-    *header = {CMSG_LEN(sizeof record), SOL_IP, IP_RECVERR};
-    std::memcpy(CMSG_DATA(header), &record, sizeof record);
-    return control;
-}
-
 void BM_DecodeErrorQueue(benchmark::State& state) {
-    const auto control = QueuedTimeExceeded();
+    const auto control = testing_support::QueuedIcmp(11, 0x010412C6, 1'800'000'000'000'000'000);
     for (auto _ : state) {
         benchmark::DoNotOptimize(Shared::WinSock::DecodeErrorQueue(control));
     }

@@ -1,17 +1,12 @@
 // A probe's own socket hands over its ICMP errors: what the error queue holds ends the probe.
 
-#include <ctime>
-#include <linux/errqueue.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "support/fake_systemcalls.hpp"
+#include "support/queued_icmp_linux.hpp"
 
 namespace {
 
@@ -21,29 +16,8 @@ using testing_support::FakeCalls;
 
 constexpr Shared::WinSock::Ipv4Address kRouter = 0x010212C6;  // 198.18.2.1
 
-// The control messages recvmsg(MSG_ERRQUEUE) gives for an ICMP error: the kernel's receive
-// time, then the error with the router as its offender.
 std::vector<std::uint8_t> QueuedIcmp(std::uint8_t type, std::int64_t wallNs) {
-    struct {
-        sock_extended_err error;
-        sockaddr_in offender;
-    } record{};
-    record.error.ee_origin = SO_EE_ORIGIN_ICMP;
-    record.error.ee_type = type;
-    record.offender.sin_family = AF_INET;
-    record.offender.sin_addr.s_addr = kRouter;
-    const timespec stamp{wallNs / 1'000'000'000, wallNs % 1'000'000'000};
-    std::vector<std::uint8_t> control(CMSG_SPACE(sizeof stamp) + CMSG_SPACE(sizeof record));
-    msghdr message{};
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    auto* header = CMSG_FIRSTHDR(&message);
-    *header = {CMSG_LEN(sizeof stamp), SOL_SOCKET, SO_TIMESTAMPNS};
-    std::memcpy(CMSG_DATA(header), &stamp, sizeof stamp);
-    header = CMSG_NXTHDR(&message, header);
-    *header = {CMSG_LEN(sizeof record), SOL_IP, IP_RECVERR};
-    std::memcpy(CMSG_DATA(header), &record, sizeof record);
-    return control;
+    return testing_support::QueuedIcmp(type, kRouter, wallNs);
 }
 
 std::int64_t NowNs(auto now) {

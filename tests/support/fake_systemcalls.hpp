@@ -123,7 +123,7 @@ public:
         errorQueue.pop_front();
         const auto copied = std::min(queued.size(), control.size());
         std::copy_n(queued.begin(), copied, control.begin());
-        return {true, copied, copied < queued.size()};
+        return {true, copied};
     }
     std::uint32_t LastError() noexcept override { return lastError_; }
     bool EnableReceiveAll(SocketHandle) override { return true; }

@@ -52,10 +52,10 @@ struct ConnectWaitResult {
 };
 
 // What recvmsg(MSG_ERRQUEUE) left in a control buffer: `found` false when nothing was queued.
+// A message cut short by a small buffer shows in its own length.
 struct ErrorQueueRead {
     bool found = false;
     std::size_t controlBytes = 0;
-    bool truncated = false;  // the control buffer was too small for what was queued
 };
 
 struct ReceiveResult {

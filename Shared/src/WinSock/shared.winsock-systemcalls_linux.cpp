@@ -309,7 +309,7 @@ public:
         if (::recvmsg(socket, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) {
             return {};
         }
-        return {true, message.msg_controllen, (message.msg_flags & MSG_CTRUNC) != 0};
+        return {true, message.msg_controllen};
     }
 
     std::uint32_t LastError() noexcept override { return static_cast<std::uint32_t>(errno); }
