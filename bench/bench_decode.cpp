@@ -1,11 +1,14 @@
-// Cost of decoding one datagram, for a time-exceeded answer quoting a TCP probe and for the
-// kinds of datagrams a listener drops.
+// Cost of decoding one answer: on Linux the control messages of a probe socket's error-queue
+// read; on Windows a time-exceeded datagram quoting a TCP probe, and the kinds of datagrams a
+// listener drops.
 
 #include <benchmark/benchmark.h>
 
 #include <vector>
 
+#include "Shared/src/WinSock/shared.winsock-errorqueue.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
+#include "support/queued_icmp_linux.hpp"
 
 namespace {
 
@@ -19,6 +22,14 @@ std::vector<std::uint8_t> Datagram(std::uint8_t type, std::uint8_t protocol) {
     bytes[48] = 0x80, bytes[49] = 0xE8, bytes[50] = 0x01, bytes[51] = 0xBB;
     return bytes;
 }
+
+void BM_DecodeErrorQueue(benchmark::State& state) {
+    const auto control = testing_support::QueuedIcmp(11, 0x010412C6, 1'800'000'000'000'000'000);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Shared::WinSock::DecodeErrorQueue(control));
+    }
+}
+BENCHMARK(BM_DecodeErrorQueue);
 
 void BM_DecodeTimeExceededTcp(benchmark::State& state) {
     const auto bytes = Datagram(11, 6);

@@ -1,5 +1,5 @@
-// Correlation and result assembly for runs of 1 to 1000 tests, each 30 hops x 3 probes, with
-// one answer per probe recorded for the run: the time per test must stay flat.
+// Result assembly for runs of 1 to 1000 tests, each 30 hops x 3 probes from one port, every
+// probe with its answer and every answer counted for the run: the time per test must stay flat.
 
 #include <benchmark/benchmark.h>
 
@@ -25,22 +25,22 @@ std::wstring Address(std::size_t test) {
 }
 
 void MakeRun(Run& run, std::size_t testCount) {
-    std::uint16_t port = 1;
     for (std::size_t t = 0; t < testCount; ++t) {
+        const auto port = static_cast<std::uint16_t>(33000 + t);
         Shared::Json::TcpTraceTest test;
         test.target = test.resolvedIp = Address(t);
         test.probesPerNode = kProbesPerHop;
         run.tests.push_back(test);
         auto& probes = run.probes.emplace_back();
         for (std::uint32_t hop = 1; hop <= kHops; ++hop) {
-            for (std::uint32_t repeat = 0; repeat < kProbesPerHop; ++repeat, ++port) {
-                HOPR::ProbeAttempt probe{hop, repeat, test.target, test.resolvedIp,
-                                         1'000'000, 2'000'000, port, false, 0};
-                probes.push_back(probe);
-                run.answers.Record({Shared::WinSock::ParseIpv4Strict(test.resolvedIp),
-                                    Shared::WinSock::ParseIpv4Strict(
-                                        L"198.18." + std::to_wstring(hop) + L".1"),
-                                    port, 443, 1'500'000});
+            for (std::uint32_t repeat = 0; repeat < kProbesPerHop; ++repeat) {
+                const Shared::WinSock::ICMPTCPResponse answer{
+                    Shared::WinSock::ParseIpv4Strict(test.resolvedIp),
+                    Shared::WinSock::ParseIpv4Strict(L"198.18." + std::to_wstring(hop) + L".1"),
+                    port, 443, 1'500'000};
+                probes.push_back({hop, repeat, test.target, test.resolvedIp, 1'000'000,
+                                  2'000'000, port, false, 0, answer});
+                run.answers.Record(answer);
             }
         }
     }

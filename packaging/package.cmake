@@ -53,12 +53,12 @@ set(CPACK_DEBIAN_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS python3)
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS libcap2-bin)
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 "TCP path tracer for monitoring agents
 hopr measures the network path to a list of targets with TCP connection
-attempts at rising TTL, catches the routers' ICMP time-exceeded answers on
-raw sockets and reports per-hop loss and round-trip statistics as JSON.
+attempts at rising TTL, takes the routers' ICMP time-exceeded answers from
+each probe's own socket, without privileges, and reports per-hop loss and
+round-trip statistics as JSON.
 hopr-table prints such a result as a per-hop table.")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
     ${HOPR_PACKAGING}/conffiles ${HOPR_PACKAGING}/postinst ${HOPR_PACKAGING}/postrm)

@@ -1,7 +1,3 @@
-#include <algorithm>
-#include <chrono>
-#include <thread>
-
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
@@ -12,26 +8,19 @@ using Log::GuardedLog;
 using Shared::WinSock::Ipv4Text;
 
 int ListenerWorker(Shared::WinSock::ICMPListener& listener, ProbeAnswers& answers,
-                   ResolutionQueues& resolutionQueues, bool resolutionEnabled) {
+                   Shared::Concurrency::Event& receiving) {
     try {
-        resolutionEnabled = resolutionEnabled && !resolutionQueues.empty();
         GuardedLog::Info("ICMP worker starting...");
-        std::vector<Shared::WinSock::Ipv4Address> seenAddresses;
-        std::size_t nextQueue = 0;
+        // The socket was bound before this thread started: what came since waits in its buffer.
+        receiving.Signal();
         for (;;) {
             const auto response = listener.ReadNextICMPResponse();
-            // Only routers that answered a probe of this run are named; anyone can send
+            // Only routers that answered a probe in flight are named; anyone can send
             // time-exceeded datagrams from any address.
-            const bool matched = answers.Record(response);
-            if (!resolutionEnabled || !matched || std::find(seenAddresses.begin(), seenAddresses.end(),
-                                                response.from) != seenAddresses.end()) {
+            if (!answers.Record(response)) {
                 GuardedLog::Info(
                     "Skipping resolution because it's either disabled or has already been "
                     "resolved...");
-            } else {
-                seenAddresses.push_back(response.from);
-                resolutionQueues[nextQueue].Push(Ipv4Text(response.from));
-                nextQueue = nextQueue + 1 == resolutionQueues.size() ? 0 : nextQueue + 1;
             }
             GuardedLog::Info(
                 "Listener worker {} got ICMP message...\n\tOriginal destination: {}\n\tFrom: "
@@ -41,18 +30,16 @@ int ListenerWorker(Shared::WinSock::ICMPListener& listener, ProbeAnswers& answer
         }
     } catch (const std::exception& e) {
         // The normal end is the run closing the listener; its full text, with a symbolised
-        // stack, would cost more than the whole trace.
-        GuardedLog::Info("ICMP worker encountered an error. {}",
-                         listener.IsClosed() ? "recvfrom() failed: the listener was closed."
-                                             : e.what());
+        // stack, would cost more than the whole trace. A listener that fails on its own leaves
+        // its interface's hops unanswered for the rest of the run: worth a warning.
+        if (listener.IsClosed()) {
+            GuardedLog::Info("ICMP worker encountered an error. recvfrom() failed: the listener "
+                             "was closed.");
+        } else {
+            GuardedLog::Warn("ICMP worker encountered an error. {}", e.what());
+        }
     }
     return 1;
-}
-
-void WaitForListenersWarmUp() {
-    GuardedLog::Info("Sleeping for {} seconds to allow ICMP worker to initialise",
-                     kListenerWarmUpSeconds);
-    std::this_thread::sleep_for(std::chrono::seconds(kListenerWarmUpSeconds));
 }
 
 }  // namespace HOPR

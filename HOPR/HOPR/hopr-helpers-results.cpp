@@ -101,24 +101,25 @@ std::optional<Shared::WinSock::Ipv4Address> WireAddress(const std::wstring& text
     }
 }
 
+// The answers the probes kept, in capture order.
+std::vector<Shared::WinSock::ICMPTCPResponse> KeptAnswers(const std::vector<ProbeAttempt>& probes) {
+    std::vector<Shared::WinSock::ICMPTCPResponse> kept;
+    for (const auto& probe : probes) {
+        if (probe.answer) {
+            kept.push_back(*probe.answer);
+        }
+    }
+    std::stable_sort(kept.begin(), kept.end(),
+                     [](const auto& a, const auto& b) { return a.receivedAt < b.receivedAt; });
+    return kept;
+}
+
 }  // namespace
 
-HopProbeResponses BuildHopProbeResponses(const std::vector<ProbeAttempt>& probes,
-                                         const ProbeAnswers& answers) {
+HopProbeResponses BuildHopProbeResponses(const std::vector<ProbeAttempt>& probes) {
     HopProbeResponses hops;
-    // A test's probes share one target: its text is parsed once, not per probe.
-    const std::wstring* parsedText = nullptr;
-    std::optional<Shared::WinSock::Ipv4Address> destination;
     for (const auto& probe : probes) {
-        ProbeAttemptResponse entry{probe, std::nullopt, 0};
-        if (parsedText == nullptr || *parsedText != probe.targetAddress) {
-            parsedText = &probe.targetAddress;
-            destination = WireAddress(probe.targetAddress);
-        }
-        if (destination && probe.localPort <= 0xFFFF) {
-            entry.response =
-                answers.FirstAnswer({*destination, static_cast<std::uint16_t>(probe.localPort)});
-        }
+        ProbeAttemptResponse entry{probe, probe.answer, 0};
         const auto end = entry.response ? entry.response->receivedAt : probe.endTime;
         entry.roundTripMs = (end - probe.startTime) / kNsPerMs;
         hops[probe.hop].push_back(std::move(entry));
@@ -182,8 +183,8 @@ std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
     }
     for (const auto& [target, groupProbes] : groups) {
         const auto destination = WireAddress(target);
-        if (destination && DebugEnabled()) {
-            Dump(target, answers.KeptFor(*destination));
+        if (DebugEnabled()) {
+            Dump(target, KeptAnswers(groupProbes));
         }
         if ((!destination || answers.CountFor(*destination) == 0) && !anyConnected) {
             GuardedLog::Warn(
@@ -191,7 +192,7 @@ std::string GenerateMtrResults(const Shared::Json::TcpTraceTest& test,
                 "target may not exist, is unreachable, or the network is down.",
                 Shared::Util::ConvertErrorString(target));
         }
-        const auto hops = BuildHopProbeResponses(groupProbes, answers);
+        const auto hops = BuildHopProbeResponses(groupProbes);
         Dump(hops);
         ProcessProbesPerHop(*report.mutable_hubs(), hops, hostNames);
     }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <thread>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
@@ -64,12 +65,16 @@ void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination)
                                              Shared::Concurrency::kSynchronizeAccess);
         // What the traces watch: signalled for the exit event and for a request to terminate.
         Shared::Concurrency::Event stop(true);
-        std::uint16_t currentPort = parameters.minPort;
+        // 32 bits: the accounting must not wrap back to low ports. Without a last port, the
+        // range still ends where ports do.
+        std::uint32_t currentPort = parameters.minPort;
         const std::uint16_t maxPort = parameters.maxPort;
+        const std::uint32_t lastPort = maxPort != 0 ? maxPort : 0xFFFF;
         for (std::uint64_t i = 0; i < parameters.tests.size(); ++i) {
             const auto& slot = run.results.at(i);
             Shared::Concurrency::Event threadEnded(true);
-            const TestContext context{run, i, &stop, currentPort, maxPort};
+            const TestContext context{run, i, &stop, static_cast<std::uint16_t>(currentPort),
+                                      maxPort};
             std::jthread testThread([&] {
                 RunTestBody(context);
                 threadEnded.Signal();
@@ -85,9 +90,9 @@ void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination)
             // The body has ended; joining makes its writes to the slot visible here.
             testThread.join();
             if (currentPort != 0) {
-                currentPort = static_cast<std::uint16_t>(currentPort + slot.size());
+                currentPort += static_cast<std::uint32_t>(std::min<std::size_t>(slot.size(), 0x10000));
             }
-            if (maxPort != 0 && currentPort > maxPort) {
+            if (currentPort > lastPort) {
                 GuardedLog::Info("Sequential tracing is exiting due port exhaustion.");
                 return;
             }

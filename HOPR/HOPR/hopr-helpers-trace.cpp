@@ -46,11 +46,20 @@ void WaitForLateAnswers() {
     std::this_thread::sleep_for(std::chrono::nanoseconds(deadline - now));
 }
 
+// An IPv4 TTL is one byte.
+constexpr std::uint32_t kLastHop = 255;
+
 struct ProbeSettings {
     const std::wstring& bindAddress;
-    std::uint16_t port;
     std::uint32_t hop;
     std::uint32_t timeoutSeconds;
+};
+
+// The one local port every probe of a trace leaves from, so that load balancers keep the whole
+// trace on one path.
+struct TracePort {
+    std::uint16_t port;  // 0 until the system has chosen one
+    bool systemChosen;
 };
 
 // What one trace's probes share: the socket, the target's wire address, the answers that end a
@@ -58,9 +67,12 @@ struct ProbeSettings {
 struct ProbeTools {
     Shared::WinSock::Socket& socket;
     Shared::WinSock::Ipv4Address destination;
+    std::uint16_t destinationPort;
     ProbeAnswers& answers;
     Shared::Concurrency::Event& answered;
     std::vector<Shared::Raii::NativeHandle> wakeHandles;  // the answer event, then the exit event
+    bool answersOnProbeSockets;
+    TracePort port;
 };
 
 void LogConnectFailure(const ProbeAttempt& probe, std::uint32_t error) {
@@ -72,14 +84,27 @@ void LogConnectFailure(const ProbeAttempt& probe, std::uint32_t error) {
                                ConvertErrorString(probe.targetAddress), probe.localPort);
 }
 
+// Under Wine the Linux stack beneath ends the connect at the router's answer, before the
+// listener thread has read that answer: the probe waits for it, within its time-out.
+void WaitForListenerAnswer(ProbeTools& tools, std::int64_t deadline) {
+    const auto left = (deadline - SteadyNs()) / 1'000'000;
+    if (left > 0) {
+        Shared::Concurrency::WaitFor(tools.wakeHandles, false, static_cast<unsigned long>(left),
+                                     false);
+    }
+}
+
 // Connects and waits for the first of: the outcome, this probe's own ICMP answer, the
 // time-out, the exit event. Anything but a connection leaves the probe unconnected.
 void ConnectProbe(ProbeTools& tools, ProbeAttempt& probe, const ProbeSettings& settings) {
     using Status = Shared::WinSock::ConnectOutcome::Status;
     tools.answered.Reset();
-    const ProbeKey key{tools.destination, static_cast<std::uint16_t>(probe.localPort)};
-    tools.answers.Begin(key, probe.startTime);
-    const ProbeAnswers::Waiter waiter(tools.answers, key, tools.answered);
+    const auto port = static_cast<std::uint16_t>(probe.localPort);
+    const ProbeAnswers::Flight flight(tools.answers, {tools.destination, port}, probe.startTime,
+                                      tools.answered);
+    const auto deadline =
+        SteadyNs() + std::int64_t{Shared::WinSock::ClampedMilliseconds(settings.timeoutSeconds)} *
+                         1'000'000;
     const auto outcome =
         tools.socket.TryConnect(settings.hop, settings.timeoutSeconds, tools.wakeHandles);
     probe.endTime = SteadyNs();
@@ -88,8 +113,30 @@ void ConnectProbe(ProbeTools& tools, ProbeAttempt& probe, const ProbeSettings& s
         GuardedLog::Info("Connected to {} ({}) on hop {}, local port {}",
                          ConvertErrorString(probe.targetAddress), ConvertErrorString(probe.target),
                          settings.hop, tools.socket.GetLocalPort());
+    } else if (outcome.status == Status::Answered) {
+        tools.answers.Record({tools.destination, outcome.answer->from, port,
+                              tools.destinationPort, outcome.answer->receivedAt});
     } else if (outcome.status == Status::Failed) {
         LogConnectFailure(probe, outcome.error);
+        if (!tools.answersOnProbeSockets && Shared::WinSock::IsProbeExpiryError(outcome.error) &&
+            !flight.Answer()) {
+            WaitForListenerAnswer(tools, deadline);
+        }
+    }
+    probe.answer = flight.Answer();
+}
+
+// Binds the trace's port. One the system chose, taken by someone else since, gives way to a
+// new one.
+void BindTracePort(ProbeTools& tools, const std::wstring& bindAddress) {
+    try {
+        tools.socket.Bind(bindAddress, tools.port.port);
+    } catch (const Shared::WinSock::WinSockException&) {
+        if (!tools.port.systemChosen || tools.port.port == 0) {
+            throw;
+        }
+        tools.socket.Open();
+        tools.socket.Bind(bindAddress, 0);
     }
 }
 
@@ -105,8 +152,11 @@ ProbeAttempt Probe(ProbeTools& tools, const Shared::Json::TcpTraceTest& test,
     probe.wallClock = WallClockTicks();
     try {
         tools.socket.Open();
-        tools.socket.Bind(settings.bindAddress, settings.port);
+        BindTracePort(tools, settings.bindAddress);
         probe.localPort = tools.socket.GetLocalPort();
+        if (tools.port.systemChosen) {
+            tools.port.port = static_cast<std::uint16_t>(probe.localPort);
+        }
         ConnectProbe(tools, probe, settings);
     } catch (const std::exception& e) {
         probe.endTime = SteadyNs();
@@ -131,37 +181,46 @@ std::vector<ProbeAttempt> TraceHops(ProbeTools& tools, const std::wstring& bindA
                                     const TraceOptions& options) {
     const auto address = ConvertErrorString(test.resolvedIp);
     std::vector<ProbeAttempt> probes;
-    std::uint16_t probePort = options.minPort;
+    // The range is accounted one port per probe, as if each took the next: a run ends where
+    // its range runs out, whatever port the probes leave from. 32 bits: no wrap past 65535.
+    std::uint32_t accountedPort = options.minPort;
     std::uint32_t unknownRun = 0;
     std::uint32_t connectedCount = 0;
-    for (std::uint32_t hop = 1;; ++hop) {
+    for (std::uint32_t hop = 1; hop <= kLastHop; ++hop) {
         if (unknownRun >= test.maxUnknown || connectedCount >= test.probesPerNode ||
             connectedCount != 0 || ExitSignalled(options)) {
             return probes;
         }
         const auto before = tools.answers.CountFor(tools.destination);
         bool answeredByConnect = false;
+        bool lateAnswerCounts = false;
         for (std::uint32_t repeat = 0; repeat < test.probesPerNode; ++repeat) {
-            if (ExitSignalled(options) || (options.maxPort != 0 && probePort > options.maxPort)) {
+            if (ExitSignalled(options) || (options.maxPort != 0 && accountedPort > options.maxPort)) {
                 return probes;
             }
             GuardedLog::Info("On hop {}; repeat {}; address {}; bind {}.", hop, repeat, address,
                              ConvertErrorString(bindAddress));
             const auto timeout = ConnectTimeout(test, options);
-            probes.push_back(Probe(tools, test, {bindAddress, probePort, hop, timeout}, repeat));
-            if (probes.back().connected) {
+            probes.push_back(Probe(tools, test, {bindAddress, hop, timeout}, repeat));
+            const auto& probe = probes.back();
+            if (probe.connected) {
                 ++connectedCount;
                 answeredByConnect = true;
             }
-            if (probePort != 0) {
-                ++probePort;  // 16 bits: 65535 wraps to 0, which then stays 0
+            lateAnswerCounts = lateAnswerCounts || (!probe.connected && !probe.answer);
+            if (accountedPort != 0) {
+                ++accountedPort;
             }
         }
         if (answeredByConnect) {
             unknownRun = 0;
             continue;
         }
-        WaitForLateAnswers();
+        // Only a listener can still bring an answer after its probe: a probe's own socket
+        // has nothing to deliver once the probe is closed.
+        if (lateAnswerCounts && !tools.answersOnProbeSockets) {
+            WaitForLateAnswers();
+        }
         if (tools.answers.CountFor(tools.destination) != before) {
             unknownRun = 0;
         } else if (++unknownRun >= test.maxUnknown) {
@@ -169,6 +228,7 @@ std::vector<ProbeAttempt> TraceHops(ProbeTools& tools, const std::wstring& bindA
             return probes;
         }
     }
+    return probes;
 }
 
 }  // namespace
@@ -187,8 +247,14 @@ std::vector<ProbeAttempt> Trace(const std::wstring& virtualAddress,
     try {
         Shared::WinSock::Socket socket(test.resolvedIp, test.port, calls);
         Shared::Concurrency::Event answered(true);
-        ProbeTools tools{socket, Shared::WinSock::ParseIpv4Strict(test.resolvedIp), answers,
-                         answered, {answered.Handle()}};
+        ProbeTools tools{socket,
+                         Shared::WinSock::ParseIpv4Strict(test.resolvedIp),
+                         static_cast<std::uint16_t>(test.port),
+                         answers,
+                         answered,
+                         {answered.Handle()},
+                         calls.AnswersOnProbeSockets(),
+                         {options.minPort, options.minPort == 0}};
         if (options.exitEvent != nullptr) {
             tools.wakeHandles.push_back(options.exitEvent->Handle());
         }

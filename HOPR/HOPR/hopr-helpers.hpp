@@ -16,10 +16,12 @@ namespace HOPR {
 
 // ---- trace (hopr-helpers-trace.cpp)
 
-// Probes one target hop by hop with TCP connects at rising TTL from successive local ports.
-// A probe ends at its connect outcome, its own ICMP answer, its time-out or the exit event.
-// Stops after the hop where a connect succeeded, after maxUnknown silent hops in a row, when
-// the port range is used up or the exit event is signalled. Never throws a standard exception.
+// Probes one target hop by hop with TCP connects at rising TTL, every probe from one local
+// port. A probe ends at its connect outcome, its own ICMP answer (from a listener, or where the
+// system hands it over, from the probe's socket), its time-out or the exit event. Stops after
+// the hop where a connect succeeded, after maxUnknown silent hops in a row, at hop 255, when
+// the port range's accounting is used up or the exit event is signalled. Never throws a
+// standard exception.
 std::vector<ProbeAttempt> Trace(const std::wstring& virtualAddress,
                                 const std::wstring& physicalAddress,
                                 const Shared::Json::TcpTraceTest& test, ProbeAnswers& answers,
@@ -29,14 +31,10 @@ std::vector<ProbeAttempt> Trace(const std::wstring& virtualAddress,
 
 // ---- listener threads (hopr-helpers-listeners.cpp)
 
-inline constexpr int kListenerWarmUpSeconds = 5;
-
-// The body of a listener thread: reads answers until its listener is closed.
+// The body of a listener thread: signals `receiving` once it reads, then reads answers until
+// its listener is closed.
 int ListenerWorker(Shared::WinSock::ICMPListener& listener, ProbeAnswers& answers,
-                   ResolutionQueues& resolutionQueues, bool resolutionEnabled);
-
-// The raw sockets must be receiving before the first probe leaves.
-void WaitForListenersWarmUp();
+                   Shared::Concurrency::Event& receiving);
 
 // ---- targets (hopr-helpers-targets.cpp)
 
@@ -79,9 +77,8 @@ void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination)
 
 // ---- results (hopr-helpers-results.cpp, hopr-helpers-dump.cpp)
 
-// Every probe with the first captured answer that quotes its destination and local port.
-HopProbeResponses BuildHopProbeResponses(const std::vector<ProbeAttempt>& probes,
-                                         const ProbeAnswers& answers);
+// Every probe with the answer it kept in flight, by hop.
+HopProbeResponses BuildHopProbeResponses(const std::vector<ProbeAttempt>& probes);
 
 void ProcessProbesPerHop(
     google::protobuf::RepeatedPtrField<AgentProtobuf::MtrTestResult_Hub>& hubs,

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/Log/shared.log-guardedlog.hpp"
 
 namespace HOPR {
 
@@ -21,16 +23,24 @@ ListenerSet::~ListenerSet() {
 }
 
 // Every listener is bound before the first thread starts, as a failed bind ends the run.
-void ListenerSet::Start(RunState& run) {
+void ListenerSet::Start(ProbeAnswers& answers, const Shared::Concurrency::Event& stop) {
     try {
         for (auto& listener : listeners_) {
-            threads_.emplace_back(ListenerWorker, std::ref(*listener), std::ref(run.answers),
-                                  std::ref(run.resolutionQueues), run.hostResolutionEnabled);
+            receiving_.push_back(std::make_unique<Shared::Concurrency::Event>(true));
+            threads_.emplace_back(ListenerWorker, std::ref(*listener), std::ref(answers),
+                                  std::ref(*receiving_.back()));
         }
     } catch (...) {
         Stop();
         throw;
     }
+    for (const auto& receiving : receiving_) {
+        if (Shared::Concurrency::WaitFor({receiving->Handle(), stop.Handle()}, false,
+                                         Shared::Concurrency::kInfinite, false) != 0) {
+            return;
+        }
+    }
+    Log::GuardedLog::Info("ICMP workers are receiving");
 }
 
 void ListenerSet::Stop() noexcept {

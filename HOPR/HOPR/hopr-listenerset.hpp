@@ -1,7 +1,7 @@
 #pragma once
-// The run's ICMP listeners and their reading threads, as one object: constructing it binds a
-// listener per address, Start() starts their threads; Stop() or destruction closes and joins
-// them.
+// The run's ICMP listeners and their reading threads, where answers come from raw listeners:
+// constructing it binds a listener per address, Start() starts their threads; Stop() or
+// destruction closes and joins them.
 
 #include <memory>
 #include <string>
@@ -22,8 +22,9 @@ public:
     ListenerSet(const ListenerSet&) = delete;
     ListenerSet& operator=(const ListenerSet&) = delete;
 
-    // A reading thread per listener, feeding the run's answers and resolution queues.
-    void Start(RunState& run);
+    // A reading thread per listener, feeding the run's answers. Returns once every thread
+    // reads, or `stop` is signalled first.
+    void Start(ProbeAnswers& answers, const Shared::Concurrency::Event& stop);
 
     // Closes every listener, which ends its thread, then joins the threads in order.
     void Stop() noexcept;
@@ -31,6 +32,7 @@ public:
 private:
     std::vector<std::unique_ptr<Shared::WinSock::ICMPListener>> listeners_;
     std::vector<std::thread> threads_;
+    std::vector<std::unique_ptr<Shared::Concurrency::Event>> receiving_;
 };
 
 }  // namespace HOPR

@@ -38,8 +38,10 @@ constexpr int kExitNoTests = 96;
 constexpr int kExitFailure = 255;
 
 // A drain that sees no progress for this long gives up: a hung look-up must not hold the run.
-constexpr int kDrainStallPolls = 60;
-constexpr auto kDrainPoll = std::chrono::milliseconds(500);
+constexpr auto kDrainStallLimit = std::chrono::seconds(30);
+// Names usually come within milliseconds: the drain looks often and says so twice a second.
+constexpr auto kDrainPoll = std::chrono::milliseconds(5);
+constexpr auto kDrainReport = std::chrono::milliseconds(500);
 
 // The run's shared state and what owns its threads. It outlives every thread it holds: on a
 // failure the process ends before it is destroyed.
@@ -88,8 +90,8 @@ void StartWorkers(Run& run) {
     }
 }
 
-// Chooses the addresses and binds the listeners (their threads start later); false when there
-// is no usable adapter.
+// Chooses the addresses and, where answers come from raw listeners, binds them (their threads
+// start later); false when there is no usable adapter.
 bool BindListeners(Run& run) {
     const auto adapters = Shared::System::GetUsableAdapters();
     if (adapters.empty()) {
@@ -102,6 +104,9 @@ bool BindListeners(Run& run) {
     GuardedLog::Info("Selected interfaces:\n\tVirtual interface: {}\n\tPhysical interface: {}",
                      ConvertErrorString(state.virtualAddress),
                      ConvertErrorString(state.physicalAddress));
+    if (Shared::WinSock::PlatformCalls().AnswersOnProbeSockets()) {
+        return true;
+    }
     const auto& bindAddress = state.PhysicalBind();
     GuardedLog::Info("The listener physical interface IP address to bind to is: {}",
                      ConvertErrorString(bindAddress));
@@ -109,7 +114,7 @@ bool BindListeners(Run& run) {
     return true;
 }
 
-// What the rest of the run may need privilege for, once the listeners are bound.
+// What the rest of the run may need privilege for, once any listeners are bound.
 Shared::System::LaterNeeds NeedsAfterBind(const AppState& appState) {
     Shared::System::LaterNeeds needs;
     const auto& parameters = appState.parameters;
@@ -128,9 +133,11 @@ Shared::System::LaterNeeds NeedsAfterBind(const AppState& appState) {
 // starting thread's.
 void StartThreads(Run& run) {
     Log::StartPeriodicFlush();
-    run.listeners->Start(run.state);
     if (run.state.hostResolutionEnabled) {
         StartWorkers(run);
+    }
+    if (run.listeners) {
+        run.listeners->Start(run.state.answers, Shared::Concurrency::TerminationEvent());
     }
 }
 
@@ -192,13 +199,19 @@ void RunTests(Run& run) {
 
 // Every second queue only: the agent's timing expectations were set by this behaviour.
 void DrainResolutionQueues(ResolutionQueues& queues) {
+    using Clock = std::chrono::steady_clock;
     for (std::size_t i = 0; i < queues.size(); i += 2) {
         auto left = queues[i].Size();
-        for (int stalled = 0; left > 0 && stalled < kDrainStallPolls; ++stalled) {
-            GuardedLog::Info("Waiting on resolution queue {} to be processed ", i);
+        auto progressed = Clock::now();
+        auto reported = Clock::time_point{};
+        while (left > 0 && Clock::now() - progressed < kDrainStallLimit) {
+            if (Clock::now() - reported >= kDrainReport) {
+                GuardedLog::Info("Waiting on resolution queue {} to be processed ", i);
+                reported = Clock::now();
+            }
             std::this_thread::sleep_for(kDrainPoll);
             const auto now = queues[i].Size();
-            stalled = now < left ? 0 : stalled;
+            progressed = now < left ? Clock::now() : progressed;
             left = now;
         }
         if (left > 0) {
@@ -210,7 +223,9 @@ void DrainResolutionQueues(ResolutionQueues& queues) {
 }
 
 void StopListenersAndWorkers(Run& run) {
-    run.listeners->Stop();
+    if (run.listeners) {
+        run.listeners->Stop();
+    }
     DrainResolutionQueues(run.state.resolutionQueues);
     for (auto& worker : run.workers) {
         worker->Stop();
@@ -260,9 +275,8 @@ int Execute(Run& run, int argc, const char* const* argv) {
         return kExitNoAdapter;
     }
     Shared::System::DropPrivileges(NeedsAfterBind(appState));
-    StartThreads(run);
     PrepareTests(run.state);
-    WaitForListenersWarmUp();
+    StartThreads(run);
     RunTests(run);
     if (Shared::Concurrency::TerminationRequested()) {
         GuardedLog::Info("Asked to terminate: writing the results gathered so far.");

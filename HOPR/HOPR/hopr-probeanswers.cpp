@@ -1,37 +1,56 @@
 #include "HOPR/HOPR/hopr-probeanswers.hpp"
 
-#include <algorithm>
-
 namespace HOPR {
 
 using Shared::WinSock::ICMPTCPResponse;
 using Shared::WinSock::Ipv4Address;
 
-void ProbeAnswers::Begin(const ProbeKey& key, std::int64_t startedAt) {
-    std::lock_guard lock(mutex_);
-    counts_.try_emplace(key.destination, 0);
-    const auto [entry, added] = began_.try_emplace(key, startedAt);
-    if (!added) {
-        entry->second = std::min(entry->second, startedAt);
+ProbeAnswers::Flight::Flight(ProbeAnswers& answers, const ProbeKey& key, std::int64_t startedAt,
+                             Shared::Concurrency::Event& wake)
+    : answers_(answers), key_(key) {
+    std::lock_guard lock(answers_.mutex_);
+    id_ = ++answers_.flightsBegun_;
+    answers_.counts_.try_emplace(key.destination, 0);
+    answers_.flights_.insert_or_assign(key, InFlight{id_, startedAt, &wake, std::nullopt});
+}
+
+ProbeAnswers::Flight::~Flight() {
+    std::lock_guard lock(answers_.mutex_);
+    // A later flight with the same key has taken the entry over: it is not this one's to end.
+    if (const auto flight = answers_.flights_.find(key_);
+        flight != answers_.flights_.end() && flight->second.id == id_) {
+        answers_.flights_.erase(flight);
     }
 }
 
+std::optional<ICMPTCPResponse> ProbeAnswers::Flight::Answer() const {
+    std::lock_guard lock(answers_.mutex_);
+    const auto flight = answers_.flights_.find(key_);
+    if (flight == answers_.flights_.end() || flight->second.id != id_) {
+        return std::nullopt;
+    }
+    return flight->second.answer;
+}
+
 bool ProbeAnswers::Record(const ICMPTCPResponse& answer) {
-    const ProbeKey key{answer.originalDestination, answer.sourcePort};
-    std::lock_guard lock(mutex_);
-    ++total_;
-    if (const auto count = counts_.find(key.destination); count != counts_.end()) {
-        ++count->second;
+    {
+        std::lock_guard lock(mutex_);
+        ++total_;
+        if (const auto count = counts_.find(answer.originalDestination); count != counts_.end()) {
+            ++count->second;
+        }
+        const auto flight = flights_.find({answer.originalDestination, answer.sourcePort});
+        if (flight == flights_.end() || answer.receivedAt < flight->second.startedAt ||
+            flight->second.answer) {
+            return false;
+        }
+        flight->second.answer = answer;
+        flight->second.wake->Signal();
     }
-    const auto began = began_.find(key);
-    if (began == began_.end() || answer.receivedAt < began->second) {
-        return false;
+    if (names_ != nullptr) {
+        names_->Offer(answer.from);
     }
-    const auto [begin, end] = waiters_.equal_range(key);
-    for (auto waiter = begin; waiter != end; ++waiter) {
-        waiter->second->Signal();
-    }
-    return first_.try_emplace(key, Kept{answer, total_}).second;
+    return true;
 }
 
 std::uint32_t ProbeAnswers::CountFor(Ipv4Address destination) const {
@@ -43,46 +62,6 @@ std::uint32_t ProbeAnswers::CountFor(Ipv4Address destination) const {
 std::uint64_t ProbeAnswers::Total() const {
     std::lock_guard lock(mutex_);
     return total_;
-}
-
-std::optional<ICMPTCPResponse> ProbeAnswers::FirstAnswer(const ProbeKey& key) const {
-    std::lock_guard lock(mutex_);
-    const auto found = first_.find(key);
-    if (found == first_.end()) {
-        return std::nullopt;
-    }
-    return found->second.answer;
-}
-
-std::vector<ICMPTCPResponse> ProbeAnswers::KeptFor(Ipv4Address destination) const {
-    std::vector<Kept> kept;
-    {
-        std::lock_guard lock(mutex_);
-        for (auto entry = first_.lower_bound({destination, 0});
-             entry != first_.end() && entry->first.destination == destination; ++entry) {
-            kept.push_back(entry->second);
-        }
-    }
-    std::sort(kept.begin(), kept.end(),
-              [](const Kept& a, const Kept& b) { return a.sequence < b.sequence; });
-    std::vector<ICMPTCPResponse> answers;
-    answers.reserve(kept.size());
-    for (const auto& entry : kept) {
-        answers.push_back(entry.answer);
-    }
-    return answers;
-}
-
-ProbeAnswers::Waiter::Waiter(ProbeAnswers& answers, const ProbeKey& key,
-                             Shared::Concurrency::Event& wake)
-    : answers_(answers) {
-    std::lock_guard lock(answers_.mutex_);
-    entry_ = answers_.waiters_.emplace(key, &wake);
-}
-
-ProbeAnswers::Waiter::~Waiter() {
-    std::lock_guard lock(answers_.mutex_);
-    answers_.waiters_.erase(entry_);
 }
 
 }  // namespace HOPR

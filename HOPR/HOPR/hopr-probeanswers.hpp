@@ -1,10 +1,11 @@
 #pragma once
-// Where the listeners' answers meet the probes. Keyed by what an answer quotes (destination and
-// source port), it keeps the first answer per key that arrived after a probe with that key
-// began, for the join at the end; counts every answer per probed destination for the trace's
-// "did this hop answer" test; and wakes a probe in flight as soon as its own answer is in.
-// Anyone on the path can send time-exceeded datagrams quoting anything, so what it keeps is
-// bounded by the probes made, never by the datagrams received.
+// Where the routers' answers meet the probes. An answer belongs to the probe in flight with the
+// (destination, source port) it quotes, if it arrives after that probe began and the probe has
+// none yet: every probe of a trace leaves from one port, so the key alone cannot tell them
+// apart, and an answer that comes while no probe is in flight belongs to none. Every answer is
+// counted per probed destination, for the trace's "did this hop answer" test. Anyone on the
+// path can send time-exceeded datagrams quoting anything, so what is kept is bounded by the
+// probes in flight, never by the datagrams received.
 
 #include <compare>
 #include <cstdint>
@@ -12,8 +13,8 @@
 #include <mutex>
 #include <optional>
 #include <unordered_map>
-#include <vector>
 
+#include "HOPR/HOPR/hopr-routernames.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
 
@@ -27,48 +28,49 @@ struct ProbeKey {
 
 class ProbeAnswers {
 public:
-    // A probe with this key is about to leave: answers quoting it from `startedAt` on count
-    // as its own.
-    void Begin(const ProbeKey& key, std::int64_t startedAt);
+    // The routers of kept answers go to `names` to be named, when given.
+    explicit ProbeAnswers(RouterNames* names = nullptr) : names_(names) {}
 
-    // From the listener threads, for every accepted answer. True when the answer is kept as
-    // a probe's answer.
+    // While it lives, its probe is in flight: the first answer quoting its key that arrived from
+    // `startedAt` on is the probe's own, and signals `wake`.
+    class Flight {
+    public:
+        Flight(ProbeAnswers& answers, const ProbeKey& key, std::int64_t startedAt,
+               Shared::Concurrency::Event& wake);
+        ~Flight();
+        Flight(const Flight&) = delete;
+        Flight& operator=(const Flight&) = delete;
+
+        std::optional<Shared::WinSock::ICMPTCPResponse> Answer() const;
+
+    private:
+        ProbeAnswers& answers_;
+        ProbeKey key_;
+        std::uint64_t id_;
+    };
+
+    // Every answer, from a listener thread or from a probe's own socket. True when it became
+    // the answer of the probe in flight.
     bool Record(const Shared::WinSock::ICMPTCPResponse& answer);
 
     // Every answer recorded for the destination since its first probe began, kept or not.
     std::uint32_t CountFor(Shared::WinSock::Ipv4Address destination) const;
     std::uint64_t Total() const;
 
-    std::optional<Shared::WinSock::ICMPTCPResponse> FirstAnswer(const ProbeKey& key) const;
-    // The kept answers that quote `destination`, in capture order.
-    std::vector<Shared::WinSock::ICMPTCPResponse> KeptFor(
-        Shared::WinSock::Ipv4Address destination) const;
-
-    // While it lives, the next answer recorded for its key signals its event.
-    class Waiter {
-    public:
-        Waiter(ProbeAnswers& answers, const ProbeKey& key, Shared::Concurrency::Event& wake);
-        ~Waiter();
-        Waiter(const Waiter&) = delete;
-        Waiter& operator=(const Waiter&) = delete;
-
-    private:
-        ProbeAnswers& answers_;
-        std::multimap<ProbeKey, Shared::Concurrency::Event*>::iterator entry_;
-    };
-
 private:
-    struct Kept {
-        Shared::WinSock::ICMPTCPResponse answer;
-        std::uint64_t sequence = 0;
+    struct InFlight {
+        std::uint64_t id = 0;
+        std::int64_t startedAt = 0;
+        Shared::Concurrency::Event* wake = nullptr;
+        std::optional<Shared::WinSock::ICMPTCPResponse> answer;
     };
 
+    RouterNames* names_;
     mutable std::mutex mutex_;
-    std::map<ProbeKey, std::int64_t> began_;  // earliest start per key
-    std::map<ProbeKey, Kept> first_;
+    std::map<ProbeKey, InFlight> flights_;
     std::unordered_map<Shared::WinSock::Ipv4Address, std::uint32_t> counts_;
     std::uint64_t total_ = 0;
-    std::multimap<ProbeKey, Shared::Concurrency::Event*> waiters_;
+    std::uint64_t flightsBegun_ = 0;
 };
 
 }  // namespace HOPR

@@ -30,13 +30,14 @@ struct ProbeAttempt {
     std::uint32_t localPort = 0;
     bool connected = false;
     std::int64_t wallClock = 0;  // system clock, 100-ns ticks since 1970
+    std::optional<Shared::WinSock::ICMPTCPResponse> answer;  // kept while the probe was in flight
 };
 
 struct TraceOptions {
     std::uint64_t connectionTimeoutOverride = 0;  // seconds; replaces the test's when non-zero
     Shared::Concurrency::Event* exitEvent = nullptr;
-    std::uint16_t minPort = 0;  // 0: the system picks every probe's port
-    std::uint16_t maxPort = 0;  // 0: no upper bound
+    std::uint16_t minPort = 0;  // every probe's port; 0: one the system picks for the trace
+    std::uint16_t maxPort = 0;  // the range's last port, for its accounting; 0: no upper bound
 };
 
 // A probe joined with the answer that quotes it, if any.
@@ -47,7 +48,6 @@ struct ProbeAttemptResponse {
 };
 
 using HopProbeResponses = std::map<std::uint32_t, std::vector<ProbeAttemptResponse>>;
-using ResolutionQueues = std::vector<Shared::Concurrency::ThreadSafeQueue<std::string>>;
 using HostNames = Shared::Concurrency::SlimGuardedObject<std::map<std::string, std::string>>;
 using ResultsByTest = std::map<std::uint64_t, std::vector<ProbeAttempt>>;
 
@@ -62,7 +62,10 @@ struct AppState {
 // What one run's threads share. Settings that must agree across threads are read once.
 struct RunState {
     RunState(std::uint32_t workerCount, bool resolutionEnabled)
-        : resolutionQueues(workerCount), hostResolutionEnabled(resolutionEnabled) {}
+        : resolutionQueues(workerCount),
+          hostResolutionEnabled(resolutionEnabled),
+          routerNames(resolutionQueues, resolutionEnabled),
+          answers(&routerNames) {}
 
     // The addresses a test probes from: the command line's interface for both, when given.
     const std::wstring& VirtualBind() const {
@@ -75,11 +78,12 @@ struct RunState {
     }
 
     AppState appState;
+    ResolutionQueues resolutionQueues;
+    bool hostResolutionEnabled;
+    RouterNames routerNames;
     ProbeAnswers answers;
     ResultsByTest results;
-    ResolutionQueues resolutionQueues;
     HostNames hostNames;
-    bool hostResolutionEnabled;
     std::wstring physicalAddress;
     std::wstring virtualAddress;
 };

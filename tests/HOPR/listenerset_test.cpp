@@ -38,14 +38,16 @@ TEST(ListenerSet, AFailedSocketEndsOnlyItsThreadAndKeepsWhatItCaught) {
     const CapturedLog log;
     FailingSocket calls;
     auto done = calls.failed.get_future();
-    HOPR::RunState run(1, false);
-    run.answers.Begin({0x010412C6, 40000}, 0);
+    HOPR::ProbeAnswers answers;
+    Shared::Concurrency::Event wake(true);
+    const HOPR::ProbeAnswers::Flight flight(answers, {0x010412C6, 40000}, 0, wake);
     HOPR::ListenerSet listeners({L"198.18.1.2"}, calls);
-    listeners.Start(run);
+    const Shared::Concurrency::Event neverStopped(true);
+    listeners.Start(answers, neverStopped);
     ASSERT_EQ(done.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     listeners.Stop();
-    EXPECT_EQ(run.answers.CountFor(0x010412C6), 1u);
-    EXPECT_TRUE(run.answers.FirstAnswer({0x010412C6, 40000}));
+    EXPECT_EQ(answers.CountFor(0x010412C6), 1u);
+    EXPECT_TRUE(flight.Answer());
     EXPECT_THAT(log.Text(), testing::HasSubstr("ICMP worker encountered an error."));
     listeners.Stop();  // a second stop, as the destructor makes, is harmless
 }

@@ -1,7 +1,9 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "HOPR/HOPR/hopr-probeanswers.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "support/captured_log.hpp"
 
 namespace {
 
@@ -11,72 +13,60 @@ using Shared::WinSock::ICMPTCPResponse;
 constexpr Shared::WinSock::Ipv4Address kTarget = 0x010412C6;  // 198.18.4.1
 constexpr Shared::WinSock::Ipv4Address kOther = 0x020412C6;   // 198.18.4.2
 
-ICMPTCPResponse Answer(Shared::WinSock::Ipv4Address destination, std::uint16_t port,
-                       Shared::WinSock::Ipv4Address from, std::int64_t at) {
-    return {destination, from, port, 443, at};
+ICMPTCPResponse Answer(Shared::WinSock::Ipv4Address from, std::int64_t at,
+                       Shared::WinSock::Ipv4Address destination = kTarget) {
+    return {destination, from, 1000, 443, at};
 }
 
 bool Signalled(const Shared::Concurrency::Event& event) {
     return Shared::Concurrency::WaitFor(event.Handle(), 0, false);
 }
 
-TEST(ProbeAnswers, KeepsTheFirstAnswerAfterItsProbeBeganAndCountsTheRest) {
+// Every probe of a trace quotes one key: only the flight tells whose an answer is.
+TEST(ProbeAnswers, AnAnswerBelongsToTheProbeInFlightAndIsCountedAnyway) {
     ProbeAnswers answers;
-    answers.Begin({kTarget, 1000}, 5);
-    answers.Begin({kTarget, 1001}, 0);
-    answers.Begin({kTarget, 1000}, 8);  // the same port again: its first start counts
-    EXPECT_FALSE(answers.Record(Answer(kTarget, 1000, 9, 4)));  // before the probe began
-    EXPECT_TRUE(answers.Record(Answer(kTarget, 1000, 1, 10)));
-    EXPECT_FALSE(answers.Record(Answer(kTarget, 1000, 2, 20)));  // not the first
-    EXPECT_TRUE(answers.Record(Answer(kTarget, 1001, 3, 5)));
-    EXPECT_FALSE(answers.Record(Answer(kTarget, 999, 4, 30)));  // no probe used the port
-    EXPECT_FALSE(answers.Record(Answer(kOther, 1000, 5, 30)));  // nor the destination
-    EXPECT_EQ(answers.CountFor(kTarget), 5u);
-    EXPECT_EQ(answers.CountFor(kOther), 0u);  // never probed: nothing to tell apart
-    EXPECT_EQ(answers.Total(), 6u);
-    EXPECT_EQ(answers.FirstAnswer({kTarget, 1000})->from, 1u);
-    EXPECT_FALSE(answers.FirstAnswer({kTarget, 999}));
-    // In capture order, whatever the ports' order.
-    const auto kept = answers.KeptFor(kTarget);
-    ASSERT_EQ(kept.size(), 2u);
-    EXPECT_EQ(kept[0].receivedAt, 10);
-    EXPECT_EQ(kept[1].receivedAt, 5);
-}
-
-TEST(ProbeAnswers, AFloodKeepsNoMoreThanOneAnswerPerProbe) {
-    ProbeAnswers answers;
-    answers.Begin({kTarget, 40000}, 100);
-    for (std::uint32_t i = 0; i < 200'000; ++i) {
-        const auto port = static_cast<std::uint16_t>(i * 7919);
-        answers.Record(Answer(i % 2 == 0 ? kTarget : kOther + (i << 8), port, i, i));
-    }
-    EXPECT_EQ(answers.Total(), 200'000u);
-    EXPECT_EQ(answers.CountFor(kTarget), 100'000u);
-    EXPECT_EQ(answers.KeptFor(kTarget).size(), 1u);
-    EXPECT_GE(answers.FirstAnswer({kTarget, 40000})->receivedAt, 100);
-}
-
-TEST(ProbeAnswers, OnlyTheProbeInFlightForTheKeyIsWoken) {
-    ProbeAnswers answers;
-    answers.Record(Answer(kTarget, 1000, 1, 1));  // early: before any probe waits
-    Shared::Concurrency::Event first(true);
-    Shared::Concurrency::Event second(true);
-    answers.Begin({kTarget, 1000}, 0);
-    answers.Begin({kTarget, 1001}, 0);
+    Shared::Concurrency::Event wake(true);
+    EXPECT_FALSE(answers.Record(Answer(1, 1)));  // before the first probe: not even counted
     {
-        const ProbeAnswers::Waiter waitsOn1000(answers, {kTarget, 1000}, first);
-        const ProbeAnswers::Waiter waitsOn1001(answers, {kTarget, 1001}, second);
-        EXPECT_FALSE(Signalled(first));  // an answer from before the wait does not end it
-        answers.Record(Answer(kOther, 1001, 2, 2));  // same port, other destination
-        EXPECT_FALSE(Signalled(second));
-        answers.Record(Answer(kTarget, 1001, 3, 3));
-        EXPECT_TRUE(Signalled(second));
-        EXPECT_FALSE(Signalled(first));
+        const ProbeAnswers::Flight first(answers, {kTarget, 1000}, 5, wake);
+        EXPECT_FALSE(answers.Record(Answer(2, 4)));  // read before the probe began
+        EXPECT_FALSE(answers.Record(Answer(3, 6, kOther)));
+        EXPECT_FALSE(Signalled(wake));
+        EXPECT_TRUE(answers.Record(Answer(4, 10)));
+        EXPECT_TRUE(Signalled(wake));
+        EXPECT_FALSE(answers.Record(Answer(5, 11)));  // the probe has its answer
+        EXPECT_EQ(first.Answer()->from, 4u);
     }
-    second.Reset();
-    answers.Record(Answer(kTarget, 1001, 4, 4));  // late: the probe has ended
-    EXPECT_FALSE(Signalled(second));
-    EXPECT_EQ(answers.FirstAnswer({kTarget, 1001})->from, 3u);
+    wake.Reset();
+    EXPECT_FALSE(answers.Record(Answer(6, 20)));  // between probes
+    {
+        const ProbeAnswers::Flight second(answers, {kTarget, 1000}, 30, wake);
+        EXPECT_FALSE(second.Answer());
+        EXPECT_TRUE(answers.Record(Answer(7, 31)));
+        EXPECT_EQ(second.Answer()->from, 7u);
+    }
+    EXPECT_FALSE(answers.Record(Answer(8, 40)));  // after the last
+    EXPECT_EQ(answers.CountFor(kTarget), 6u);
+    EXPECT_EQ(answers.CountFor(kOther), 0u);  // never probed: nothing to tell apart
+    EXPECT_EQ(answers.Total(), 8u);
+}
+
+TEST(RouterNames, EachRouterOnceRoundRobinAndNoneWhenDisabled) {
+    const CapturedLog log;
+    HOPR::ResolutionQueues queues(3);
+    HOPR::RouterNames names(queues, true);
+    for (const std::uint8_t router : {1, 2, 1, 3, 4, 2}) {
+        names.Offer(0x010012C6u | router << 16);
+    }
+    EXPECT_EQ(queues[0].Copy(), (std::vector<std::string>{"198.18.1.1", "198.18.4.1"}));
+    EXPECT_EQ(queues[1].Copy(), (std::vector<std::string>{"198.18.2.1"}));
+    EXPECT_EQ(queues[2].Copy(), (std::vector<std::string>{"198.18.3.1"}));
+
+    HOPR::ResolutionQueues unused(1);
+    HOPR::RouterNames disabled(unused, false);
+    disabled.Offer(0x010112C6);
+    EXPECT_TRUE(unused[0].Copy().empty());
+    EXPECT_THAT(log.Text(), testing::HasSubstr("Skipping resolution because it's either disabled"));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -24,7 +25,7 @@ struct Path {
     std::uint32_t answeringHops = 0;
     std::uint32_t failure = 0;  // non-zero: the connect fails with it instead of timing out
     FakeCalls calls;
-    HOPR::ProbeAnswers answers;
+    HOPR::ProbeAnswers answers{nullptr};
     std::vector<std::uint32_t> timeoutsMs;
 
     // Unless the test gave the connect an outcome of its own.
@@ -83,10 +84,13 @@ TEST(Trace, AnsweredProbesEndSilentlyAndTheTraceStopsAfterTheConnectingHop) {
     EXPECT_GE(run.probes.front().endTime, run.probes.front().startTime);
     EXPECT_THAT(run.log, testing::Not(testing::HasSubstr("Winsock error")));
     EXPECT_EQ(run.probes[5].repeat, 1u);
-    EXPECT_TRUE(path.calls.open.empty());  // every probe's socket was closed
-    // The connect time-out bounds every wait, and each probe's answer is joined to it.
+    EXPECT_TRUE(path.calls.open.empty());
+    EXPECT_EQ(path.calls.aborted, 6u);  // every probe's socket was reset, none left to linger
+    // The connect time-out bounds every wait, and each probe keeps the answer of its flight.
     EXPECT_THAT(path.timeoutsMs, testing::Each(1000u));
-    EXPECT_TRUE(path.answers.FirstAnswer({kTarget, static_cast<std::uint16_t>(run.probes[2].localPort)}));
+    EXPECT_EQ(run.probes[2].answer->from, 0x010212C6u);
+    // One flow: the system picks the first probe's port, and every later probe reuses it.
+    EXPECT_EQ(path.calls.boundPorts, (std::vector<std::uint16_t>{0, 50000, 50000, 50000, 50000, 50000}));
 
     Path atOnce{.connectAtHop = 1};
     EXPECT_EQ(RunTrace(atOnce, 3, 3).probes.size(), 3u);
@@ -100,18 +104,48 @@ TEST(Trace, SilentHopsEndTheTraceAfterMaxUnknown) {
     EXPECT_THAT(run.log, testing::HasSubstr("Aborting trace for 198.18.4.1 due to too many unknown nodes"));
     EXPECT_TRUE(RunTrace(path, 3, 0).probes.empty());
     EXPECT_TRUE(RunTrace(path, 0, 3).probes.empty());
+    Path endless{.answeringHops = 1000};
+    EXPECT_EQ(RunTrace(endless, 1, 1000).probes.back().hop, 255u);  // the largest TTL
 }
 
-TEST(Trace, PortRangeAdvancesPerProbeWrapsAndEndsTheTrace) {
-    Path single{.answeringHops = 10};
-    HOPR::TraceOptions options{.minPort = 1000, .maxPort = 1000};
-    const auto run = RunTrace(single, 3, 5, options);
-    ASSERT_EQ(run.probes.size(), 1u);
-    EXPECT_EQ(run.probes[0].localPort, 1000u);
+TEST(Trace, EveryProbeLeavesFromTheRangesFirstPortWhichIsAccountedPerProbeWithoutWrapping) {
+    Path range{.answeringHops = 10};
+    const auto run = RunTrace(range, 2, 5, {.minPort = 1000, .maxPort = 1004});
+    ASSERT_EQ(run.probes.size(), 5u);
+    EXPECT_EQ(range.calls.boundPorts, std::vector<std::uint16_t>(5, 1000));
 
-    Path wrap{.connectAtHop = 2, .answeringHops = 1};
-    RunTrace(wrap, 2, 5, {.minPort = 65535});
-    EXPECT_EQ(wrap.calls.boundPorts, (std::vector<std::uint16_t>{65535, 0, 0, 0}));
+    Path top{.answeringHops = 10};
+    EXPECT_EQ(RunTrace(top, 3, 5, {.minPort = 65535, .maxPort = 65535}).probes.size(), 1u);
+
+    // A system-chosen port that someone else took after the first probe gives way to a new one.
+    Path taken{.connectAtHop = 2, .answeringHops = 1};
+    taken.calls.takenPorts = {50000};
+    RunTrace(taken, 2, 5);
+    EXPECT_EQ(taken.calls.boundPorts, (std::vector<std::uint16_t>{0, 50000, 0, 50002, 50002}));
+}
+
+// Under Wine the stack beneath fails the connect at the router's answer, before the listener
+// thread has read it: the probe must still get it.
+TEST(Trace, AProbeEndedByHostUnreachableWaitsForItsListenerAnswer) {
+    Path path{.connectAtHop = 2};
+    std::thread listener;
+    path.calls.onConnect = [&](std::uint32_t ttl, std::span<const Shared::Raii::NativeHandle>,
+                               std::uint32_t) -> ConnectWaitResult {
+        if (ttl >= 2) {
+            return {};
+        }
+        listener = std::thread([&, port = path.calls.LastLocalPort()] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            path.answers.Record({kTarget, 0x010112C6, port, 443,
+                                 std::chrono::steady_clock::now().time_since_epoch().count()});
+        });
+        return {ConnectWaitResult::Kind::Completed, testing_support::kUnreachableCode};
+    };
+    const auto run = RunTrace(path, 1, 3);
+    listener.join();
+    ASSERT_EQ(run.probes.size(), 2u);
+    ASSERT_TRUE(run.probes[0].answer);
+    EXPECT_EQ(run.probes[0].answer->from, 0x010112C6u);
 }
 
 TEST(Trace, ExitEventUnresolvedTargetAndLoudErrors) {

@@ -1,7 +1,8 @@
 """Floods the client from a lab router: time-exceeded datagrams quoting the traced target from
-every source port in random order, up to RATE a second, mixed with malformed and unrelated ICMP.
+every source port in random order (or from PORT alone), up to RATE a second, mixed with malformed
+and unrelated ICMP. The quoted sequence number is 0: no probe's own.
 
-Run inside a router's namespace: python3 flood.py DESTINATION TARGET SECONDS [RATE]
+Run inside a router's namespace: python3 flood.py DESTINATION TARGET SECONDS [RATE [PORT]]
 """
 
 import random
@@ -42,9 +43,9 @@ def datagrams(target):
     yield icmp(11, quoted("198.18.99.98", ihl=15, tail=4))
 
 
-def quoting_the_target(target):
+def quoting_the_target(target, port=None):
     # Every port, in random order: each probe's port is quoted before its probe leaves.
-    ports = list(range(1, 65536))
+    ports = [port] * 1000 if port else list(range(1, 65536))
     random.shuffle(ports)
     return [icmp(11, quoted(target, ports=(port, 80))) for port in ports]
 
@@ -52,8 +53,9 @@ def quoting_the_target(target):
 def main():
     destination, target, seconds = sys.argv[1], sys.argv[2], float(sys.argv[3])
     rate = int(sys.argv[4]) if len(sys.argv) > 4 else 30_000
+    port = int(sys.argv[5]) if len(sys.argv) > 5 else None
     sender = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
-    packets = quoting_the_target(target) + list(datagrams(target))
+    packets = quoting_the_target(target, port) + list(datagrams(target))
     random.shuffle(packets)
     start = time.monotonic()
     sent = 0
@@ -62,8 +64,8 @@ def main():
             sender.sendto(packet, (destination, 0))
             sent += 1
             if sent % 1000 == 0:
-                # At most `rate` a second: every port is still quoted within the listeners'
-                # warm-up, and a busy machine's listener is not starved of the real answers.
+                # At most `rate` a second, so that a busy machine still forwards the routers'
+                # own answers.
                 time.sleep(max(0.0, start + sent / rate - time.monotonic()))
     print(sent)
 

@@ -23,10 +23,12 @@ _names = itertools.count()
 
 class LinuxProgram:
     """The Linux build: settings from a registry export file read at every lookup, the exit
-    event a FIFO in the event directory."""
+    event a FIFO in the event directory. It runs as user nobody with no capability at all,
+    unless a case asks for root."""
 
     file_name = "hopr"
     finds_tunnel_adapter = True
+    answers_on_probe_sockets = True  # no raw listeners
 
     def start(self, lab):
         pass
@@ -38,7 +40,14 @@ class LinuxProgram:
         return {"HOPR_REGISTRY_FILE": lab.registry, "HOPR_EVENT_DIR": lab.events}
 
     def command(self, lab, arguments):
-        return [lab.binary, *arguments]
+        user = [] if lab.as_root else ["setpriv", "--reuid=nobody", "--regid=nogroup",
+                                       "--clear-groups"]
+        return [*user, lab.binary, *arguments]
+
+    def prepare(self, lab):
+        """The log beside the binary and the event FIFOs are nobody's to write."""
+        if not lab.as_root:
+            shutil.chown(lab.directory, "nobody", "nogroup")
 
     def load_settings(self, lab):
         pass
@@ -60,6 +69,7 @@ class WineProgram:
     file_name = "hopr.exe"
     # Wine's GetAdaptersAddresses gives an adapter whose default route is on-link no gateway.
     finds_tunnel_adapter = False
+    answers_on_probe_sockets = False
 
     def __init__(self):
         self.template = os.environ.get("HOPR_WINE_TEMPLATE", "../../build-win/wineprefix-lab")
@@ -80,6 +90,9 @@ class WineProgram:
                 subprocess.run(["wineserver", "-w"], check=True, **quiet)
                 open(ready, "w", encoding="utf-8").close()
         return self.template
+
+    def prepare(self, lab):
+        pass
 
     def start(self, lab):
         prefix = self.prefix(lab)
@@ -141,7 +154,7 @@ def require_root():
         return
     if os.environ.get("CI") == "true":
         raise RuntimeError("lab tests must run as root in CI")
-    print("skipped: lab tests need root (network namespaces, raw sockets)")
+    print("skipped: lab tests need root (network namespaces)")
     sys.exit(77)
 
 
@@ -175,9 +188,11 @@ def hub_addresses(result):
 
 
 class Lab:
-    """One lab network and a private copy of hopr (its log file lives beside it)."""
+    """One lab network and a private copy of hopr (its log file lives beside it). The Linux
+    build runs as nobody; `as_root` runs it as root (hopr.exe always runs so, as Wine's server
+    opens its raw sockets)."""
 
-    def __init__(self, *options, registry=""):
+    def __init__(self, *options, registry="", as_root=False):
         self.name = f"h{os.getpid() % 100000}x{next(_names)}"
         self.options = [str(o) for o in options]
         self.directory = tempfile.mkdtemp(prefix="hopr-lab-")
@@ -185,10 +200,12 @@ class Lab:
         self.registry = os.path.join(self.directory, "registry.reg")
         self.events = os.path.join(self.directory, "events")
         self.started = False
+        self.as_root = as_root
         self.write_registry(registry)
 
     def __enter__(self):
         shutil.copy(BINARY, self.binary)
+        PROGRAM.prepare(self)
         subprocess.run([LAB, "up", self.name, *self.options], check=True)
         try:
             PROGRAM.start(self)
@@ -221,7 +238,7 @@ class Lab:
     def namespaces(self):
         """The lab's namespaces: the client, routers, target and tunnel router."""
         listed = subprocess.run(["ip", "netns", "list"], capture_output=True, text=True).stdout
-        own = re.compile(re.escape(self.name) + r"(c|t|r\d+|u\d+)")
+        own = re.compile(re.escape(self.name) + r"(c|t|r\d+|u\d+|b\d+)")
         return [line.split()[0] for line in listed.splitlines()
                 if own.fullmatch(line.split()[0])]
 
@@ -256,7 +273,7 @@ class Lab:
                               text=not isinstance(stdin, bytes), env=self.environment(),
                               timeout=timeout)
 
-    def run_measured(self, *arguments, timeout=300):
+    def run_measured(self, *arguments, stdin=None, timeout=300):
         """Like run(), and the peak resident size of hopr alone, in KiB."""
         measure = ("import resource, subprocess, sys; subprocess.run(sys.argv[1:]); "
                    "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, file=sys.stderr)")
@@ -264,7 +281,8 @@ class Lab:
         # AddressSanitizer's quarantine would otherwise hold up to 256 MB of freed memory.
         env["ASAN_OPTIONS"] = "quarantine_size_mb=8"
         done = subprocess.run([sys.executable, "-c", measure, *self.command(*arguments)],
-                              capture_output=True, text=True, env=env, timeout=timeout)
+                              input=stdin, capture_output=True, text=True, env=env,
+                              timeout=timeout)
         return done, int(done.stderr.split()[-1])
 
     def run_json(self, document, log="f", timeout=300):

@@ -31,7 +31,7 @@ class LogRotation(LabCase):
         self.assertLessEqual(len(newest.encode()), 1024 + 600)  # one record may overshoot
         self.assertIn("[debug]", rotated + newest)
         self.assertNotIn("[debug]", default_log)
-        self.assertIn("[info] Sleeping for 5 seconds to allow ICMP worker to initialise", default_log)
+        self.assertIn("[info] Selected interfaces:", default_log)
 
 
 if __name__ == "__main__":

@@ -1,5 +1,7 @@
-"""`hopr test` through real routers: answered, silent and missing hops."""
+"""`hopr test` through real routers: answered, silent and missing hops, a load balancer."""
 
+import json
+import subprocess
 import unittest
 
 from lab import Lab, LabCase, hub_addresses, require_root
@@ -34,6 +36,19 @@ class TraceThroughRouters(LabCase):
             log = lab.log()
         self.assertEqual(hub_addresses(results[0]), ["198.18.1.1", "0.0.0.0", "0.0.0.0"])
         self.assertIn("Aborting trace for 198.18.5.1 due to too many unknown nodes", log)
+
+    def test_a_flow_balanced_hop_is_wholly_one_branch_in_every_trace(self):
+        """Router 2 spreads flows over the silent router 3 and the answering router 3b. A trace
+        is one flow, so its hop 3 is one branch: never a loss that no probe suffered."""
+        arguments = ("test", "198.18.6.1", "-p", 80, "-r", 3, "-t", 1, "-u", 3, "-l", "n")
+        with Lab("--routers", 5, "--silent", 3, "--balance", 2) as lab:
+            traces = [subprocess.Popen(lab.command(*arguments), stdout=subprocess.PIPE, text=True,
+                                       env=lab.environment()) for _ in range(8)]
+            results = [json.loads(trace.communicate(timeout=120)[0])[0] for trace in traces]
+        for result in results:
+            hub = result["report"]["hubs"][2]
+            self.assertIn((hub["address"], hub["loss"]), [("198.18.70.1", 0), ("0.0.0.0", 100)])
+            self.assertEqual(hub_addresses(result)[3:], ["198.18.4.1", "198.18.5.1", "198.18.6.1"])
 
 
 if __name__ == "__main__":

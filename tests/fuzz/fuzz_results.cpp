@@ -54,21 +54,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         probe.connected = input.ConsumeBool();
         probe.wallClock = input.ConsumeIntegral<std::int64_t>();
     }
-    HOPR::ProbeAnswers answers;
-    for (const auto& probe : probes) {
-        if (probe.targetAddress == kAddresses[0] && input.ConsumeBool()) {
-            answers.Begin({0x010412C6, static_cast<std::uint16_t>(probe.localPort)},
-                          probe.startTime);
+    for (auto& probe : probes) {
+        if (input.ConsumeBool()) {
+            Shared::WinSock::ICMPTCPResponse answer;
+            answer.originalDestination = PickWireAddress(input);
+            answer.from = PickWireAddress(input);
+            answer.sourcePort = input.ConsumeIntegral<std::uint16_t>();
+            answer.receivedAt = input.ConsumeIntegral<std::int64_t>() / 4;
+            probe.answer = answer;
         }
     }
-    for (auto count = input.ConsumeIntegralInRange<std::size_t>(0, 64); count > 0; --count) {
-        Shared::WinSock::ICMPTCPResponse answer;
-        answer.originalDestination = PickWireAddress(input);
-        answer.from = PickWireAddress(input);
-        answer.sourcePort = input.ConsumeIntegral<std::uint16_t>();
-        answer.receivedAt = input.ConsumeIntegral<std::int64_t>() / 4;
-        answers.Record(answer);
-    }
+    const HOPR::ProbeAnswers answers;
     HOPR::HostNames names;
     const auto text = HOPR::GenerateMtrResults(test, probes, answers, names);
     Shared::Json::ObjectStringVectorToJSON({text});

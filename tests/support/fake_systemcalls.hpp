@@ -63,12 +63,16 @@ public:
                                     std::uint32_t timeoutMs)>
         onConnect;
     std::uint32_t bindError = 0;  // non-zero: BindStream and BindRaw fail with it
+    std::set<std::uint16_t> takenPorts;  // BindStream to one of these fails: in use
     std::deque<ReceiveResult> datagrams;  // what ReceiveFrom returns, then "would block"
+    bool answersOnProbeSockets = false;   // false: answers come from listeners, as on Windows
+    std::deque<std::vector<std::uint8_t>> errorQueue;  // control messages, oldest first
 
     std::set<SocketHandle> open;
     std::vector<std::uint16_t> boundPorts;
     std::uint32_t lastTtl = 0;
     std::uint32_t lastRetrySeconds = 0;
+    std::size_t aborted = 0;
 
     std::uint32_t Resolve(const std::wstring&, std::uint32_t port,
                           std::vector<SocketAddress>& found) override {
@@ -81,7 +85,7 @@ public:
     bool BindStream(SocketHandle, Ipv4Address, std::uint16_t port) override {
         port_ = port == 0 ? static_cast<std::uint16_t>(50000 + boundPorts.size()) : port;
         boundPorts.push_back(port);
-        return Fail(bindError);
+        return Fail(takenPorts.contains(port) ? kInUseCode : bindError);
     }
     bool BindRaw(SocketHandle, Ipv4Address) override { return Fail(bindError); }
     bool GetOption(SocketHandle, SocketOption, std::uint32_t& value) override {
@@ -106,6 +110,21 @@ public:
     }
     std::int64_t Receive(SocketHandle, std::span<std::uint8_t>) override { return 0; }
     void Close(SocketHandle socket) noexcept override { open.erase(socket); }
+    void Abort(SocketHandle socket) noexcept override {
+        open.erase(socket);
+        ++aborted;
+    }
+    bool AnswersOnProbeSockets() const noexcept override { return answersOnProbeSockets; }
+    ErrorQueueRead ReadErrorQueue(SocketHandle, std::span<std::uint8_t> control) override {
+        if (errorQueue.empty()) {
+            return {};
+        }
+        const auto queued = std::move(errorQueue.front());
+        errorQueue.pop_front();
+        const auto copied = std::min(queued.size(), control.size());
+        std::copy_n(queued.begin(), copied, control.begin());
+        return {true, copied};
+    }
     std::uint32_t LastError() noexcept override { return lastError_; }
     bool EnableReceiveAll(SocketHandle) override { return true; }
     void EnlargeReceiveBuffer(SocketHandle) noexcept override {}

@@ -91,16 +91,36 @@ ConnectOutcome Socket::TryConnect(std::uint32_t ttl, std::uint32_t retrySeconds,
         return {Status::TimedOut, calls_->TimedOutError()};
     case ConnectWaitResult::Kind::Woken:
         return {Status::Woken, 0, waited.wokenIndex};
+    case ConnectWaitResult::Kind::ErrorQueued:
+        return QueuedAnswer(0).value_or(ConnectOutcome{Status::TimedOut, calls_->TimedOutError()});
     case ConnectWaitResult::Kind::Completed:
         break;
     }
     if (waited.error == 0) {
         return {Status::Connected};
     }
+    if (calls_->AnswersOnProbeSockets()) {
+        if (auto outcome = QueuedAnswer(waited.error)) {
+            return *outcome;
+        }
+    }
     if (waited.error == calls_->TimedOutError()) {
         return {Status::TimedOut, waited.error};
     }
     return {Status::Failed, waited.error};
+}
+
+// What the socket's error queue says of the probe; nothing when it holds no ICMP error.
+std::optional<ConnectOutcome> Socket::QueuedAnswer(std::uint32_t error) {
+    using Status = ConnectOutcome::Status;
+    const auto answer = ReadQueuedIcmpError(*calls_, handle_);
+    if (!answer) {
+        return std::nullopt;
+    }
+    if (answer->type != kIcmpTimeExceeded) {
+        return ConnectOutcome{Status::TimedOut, error};
+    }
+    return ConnectOutcome{Status::Answered, error, 0, answer};
 }
 
 void Socket::Connect(std::uint32_t ttl, std::uint32_t retrySeconds) {
@@ -112,7 +132,7 @@ void Socket::Connect(std::uint32_t ttl, std::uint32_t retrySeconds) {
 
 void Socket::Close() noexcept {
     if (HasHandle()) {
-        calls_->Close(handle_);
+        calls_->Abort(handle_);
         handle_ = kInvalidSocket;
     }
 }

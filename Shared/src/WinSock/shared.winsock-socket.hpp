@@ -4,11 +4,13 @@
 // connection attempt; Open() gives the object a fresh one.
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "Shared/src/WinSock/shared.winsock-errorqueue.hpp"
 #include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
 
 namespace Shared::WinSock {
@@ -16,11 +18,20 @@ namespace Shared::WinSock {
 // True for the outcome of a probe whose TTL ran out before the destination: not worth a log line.
 bool IsProbeExpiryError(std::uint32_t code) noexcept;
 
-// How a connect attempt ended. Only `Failed` is worth reporting; `Woken` names the wake handle.
+// How a connect attempt ended. Only `Failed` is worth reporting; `Woken` names the wake handle;
+// `Answered` carries the router's time-exceeded that the probe's own socket was handed.
+// Another ICMP error ends the probe as `TimedOut`: unanswered and silent, as where TCP ignores
+// them and times out.
 struct ConnectOutcome {
-    enum class Status { Connected, TimedOut, Woken, Failed } status = Status::Failed;
-    std::uint32_t error = 0;
-    std::size_t wokenIndex = 0;
+    enum class Status { Connected, Answered, TimedOut, Woken, Failed };
+    ConnectOutcome(Status status, std::uint32_t error = 0, std::size_t wokenIndex = 0,
+                   std::optional<ProbeIcmpAnswer> answer = std::nullopt)
+        : status(status), error(error), wokenIndex(wokenIndex), answer(answer) {}
+
+    Status status;
+    std::uint32_t error;
+    std::size_t wokenIndex;
+    std::optional<ProbeIcmpAnswer> answer;
 };
 
 class Socket {
@@ -43,6 +54,7 @@ public:
     // The same without wake handles; anything but a connection throws "connect() failed".
     void Connect(std::uint32_t ttl, std::uint32_t retrySeconds);
     void Connect() { Connect(0, 0); }
+    // With a reset: a connected probe leaves no TIME_WAIT behind.
     void Close() noexcept;
     void Send(const std::vector<std::uint8_t>& bytes);
     std::vector<std::uint8_t> Receive(std::uint32_t maximumBytes);
@@ -55,6 +67,7 @@ public:
 
 private:
     bool HasHandle() const noexcept;
+    std::optional<ConnectOutcome> QueuedAnswer(std::uint32_t error);
     void SetCheckedOption(SocketOption option, std::uint32_t value, const char* probeFailure);
 
     SystemCalls* calls_;

@@ -43,12 +43,19 @@ struct SocketAddress {
 
 enum class SocketOption { Ttl, HopLimit, RetryTimeoutSeconds };
 
-// What ended a connect: the socket itself (`error` 0 when connected), one of the wake handles,
-// or the time limit.
+// What ended a connect: the socket itself (`error` 0 when connected), an ICMP error queued on
+// it while the connect goes on, one of the wake handles, or the time limit.
 struct ConnectWaitResult {
-    enum class Kind { Completed, Woken, TimedOut } kind = Kind::Completed;
+    enum class Kind { Completed, ErrorQueued, Woken, TimedOut } kind = Kind::Completed;
     std::uint32_t error = 0;
     std::size_t wokenIndex = 0;
+};
+
+// What recvmsg(MSG_ERRQUEUE) left in a control buffer: `found` false when nothing was queued.
+// A message cut short by a small buffer shows in its own length.
+struct ErrorQueueRead {
+    bool found = false;
+    std::size_t controlBytes = 0;
 };
 
 struct ReceiveResult {
@@ -74,7 +81,8 @@ public:
     // Makes packets from this socket leave through the interface that holds `address`.
     virtual bool BindToInterface(SocketHandle socket, Ipv4Address address) = 0;
     // Port 0: the system's next free port. Ports are handed out in sequence, never reused
-    // within a run while free ones remain.
+    // within a run while free ones remain. A given port may be bound again right after the
+    // socket that held it was closed.
     virtual bool BindStream(SocketHandle socket, Ipv4Address address, std::uint16_t port) = 0;
     virtual bool BindRaw(SocketHandle socket, Ipv4Address address) = 0;
     virtual bool GetOption(SocketHandle socket, SocketOption option, std::uint32_t& value) = 0;
@@ -88,7 +96,16 @@ public:
     virtual std::int64_t Send(SocketHandle socket, std::span<const std::uint8_t> bytes) = 0;
     virtual std::int64_t Receive(SocketHandle socket, std::span<std::uint8_t> bytes) = 0;
     virtual void Close(SocketHandle socket) noexcept = 0;
+    // Closes with a reset (linger 0): a connected probe leaves no TIME_WAIT to block its port
+    // and no half-closed connection at the target.
+    virtual void Abort(SocketHandle socket) noexcept = 0;
     virtual std::uint32_t LastError() noexcept = 0;
+
+    // True where a TCP socket is handed the ICMP errors its own probe caused (checked against
+    // the probe's sequence number): answers come from ReadErrorQueue, not from raw listeners.
+    virtual bool AnswersOnProbeSockets() const noexcept = 0;
+    // Never blocks. Fills `control` with the control messages of the oldest queued error.
+    virtual ErrorQueueRead ReadErrorQueue(SocketHandle socket, std::span<std::uint8_t> control) = 0;
 
     // Raw listener: receive every IP datagram for the bound address.
     virtual bool EnableReceiveAll(SocketHandle socket) = 0;

@@ -1,6 +1,8 @@
 // Linux socket calls. Two Windows behaviours the program relies on are provided here: the
 // strong host model (a socket bound to an address also leaves through that address's
 // interface) and ephemeral ports handed out in sequence (so one run never reuses a port).
+// Unlike Windows, a probe's own socket is handed the ICMP errors its probe caused, once the
+// kernel has checked the quoted sequence number: no raw socket and no privilege are needed.
 
 #include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
 
@@ -17,8 +19,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <map>
-#include <mutex>
 
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/WinSock/shared.winsock-ephemeralports.hpp"
@@ -29,14 +29,9 @@ namespace {
 
 using Shared::Raii::NativeHandle;
 
-// The interface index that holds `address`, 0 when none does. Cached: looked up per probe.
+// The interface index that holds `address`, 0 when none does. Looked up for every probe, not
+// cached: a tunnel that reconnects comes back as a new interface with a new index.
 unsigned InterfaceIndexOf(Ipv4Address address) {
-    static std::mutex mutex;
-    static std::map<Ipv4Address, unsigned> known;
-    std::lock_guard lock(mutex);
-    if (const auto found = known.find(address); found != known.end()) {
-        return found->second;
-    }
     ifaddrs* list = nullptr;
     if (::getifaddrs(&list) != 0) {
         return 0;
@@ -49,9 +44,6 @@ unsigned InterfaceIndexOf(Ipv4Address address) {
         }
     }
     ::freeifaddrs(list);
-    if (index != 0) {
-        known.emplace(address, index);
-    }
     return index;
 }
 
@@ -98,6 +90,21 @@ std::uint32_t PendingError(int socket) {
     return static_cast<std::uint32_t>(error);
 }
 
+// POLLERR alone: an ICMP error is queued while the connect goes on (the kernel keeps it soft
+// when it arrives as the socket is in use).
+ConnectWaitResult SocketOutcome(int socket, short revents) {
+    const auto error = PendingError(socket);
+    if (error == 0 && (revents & (POLLOUT | POLLHUP)) == 0) {
+        return {ConnectWaitResult::Kind::ErrorQueued};
+    }
+    return {ConnectWaitResult::Kind::Completed, error};
+}
+
+bool SetFlag(int socket, int level, int name) {
+    const int on = 1;
+    return ::setsockopt(socket, level, name, &on, sizeof on) == 0;
+}
+
 // The socket first, so that an outcome that raced a wake-up still counts.
 ConnectWaitResult WaitForConnect(int socket, std::span<const NativeHandle> wakeHandles,
                                  std::uint32_t timeoutMs) {
@@ -120,7 +127,7 @@ ConnectWaitResult WaitForConnect(int socket, std::span<const NativeHandle> wakeH
             return {ConnectWaitResult::Kind::TimedOut};
         }
         if (fds[0].revents != 0) {
-            return {ConnectWaitResult::Kind::Completed, PendingError(socket)};
+            return SocketOutcome(socket, fds[0].revents);
         }
         for (std::size_t i = 1; i < fds.size(); ++i) {
             if (fds[i].revents != 0) {
@@ -132,6 +139,22 @@ ConnectWaitResult WaitForConnect(int socket, std::span<const NativeHandle> wakeH
 
 class LinuxCalls final : public SystemCalls {
 public:
+    // The kernel stamps received packets only while some socket asks for stamps, and turns
+    // stamping on again only later, from a work queue: a probe's answer could come before.
+    // So one socket asks for the whole run. Without it, an answer's time is when it was read.
+    LinuxCalls() : stampKeeper_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        if (stampKeeper_ >= 0) {
+            SetFlag(stampKeeper_, SOL_SOCKET, SO_TIMESTAMPNS);
+        }
+    }
+    ~LinuxCalls() override {
+        if (stampKeeper_ >= 0) {
+            ::close(stampKeeper_);
+        }
+    }
+    LinuxCalls(const LinuxCalls&) = delete;
+    LinuxCalls& operator=(const LinuxCalls&) = delete;
+
     std::uint32_t Resolve(const std::wstring& host, std::uint32_t port,
                           std::vector<SocketAddress>& found) override {
         const auto name = Shared::Util::ConvertStringType(host);
@@ -154,9 +177,23 @@ public:
         return 0;
     }
 
+    // Queues the probe's ICMP errors, each with the kernel's receive time.
     SocketHandle OpenStream(const SocketAddress& target) override {
-        const int family = target.family == AddressFamily::Ipv6 ? AF_INET6 : AF_INET;
-        return ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+        const bool ipv6 = target.family == AddressFamily::Ipv6;
+        const int socket = ::socket(ipv6 ? AF_INET6 : AF_INET,
+                                    SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, IPPROTO_TCP);
+        if (socket < 0) {
+            return kInvalidSocket;
+        }
+        const bool queued = ipv6 ? SetFlag(socket, IPPROTO_IPV6, IPV6_RECVERR)
+                                 : SetFlag(socket, IPPROTO_IP, IP_RECVERR);
+        if (!queued || !SetFlag(socket, SOL_SOCKET, SO_TIMESTAMPNS)) {
+            const auto error = errno;
+            ::close(socket);
+            errno = error;
+            return kInvalidSocket;
+        }
+        return socket;
     }
 
     SocketHandle OpenRawIcmp() override {
@@ -176,7 +213,9 @@ public:
 
     bool BindStream(SocketHandle socket, Ipv4Address address, std::uint16_t port) override {
         if (port != 0) {
-            return BindTo(socket, address, port);
+            // Every probe of a trace binds its port again; the probe before may still be
+            // leaving it.
+            return SetFlag(socket, SOL_SOCKET, SO_REUSEADDR) && BindTo(socket, address, port);
         }
         auto& ports = EphemeralPorts::Instance();
         for (std::uint32_t tries = 0; tries < ports.Count(); ++tries) {
@@ -251,6 +290,28 @@ public:
 
     void Close(SocketHandle socket) noexcept override { ::close(socket); }
 
+    void Abort(SocketHandle socket) noexcept override {
+        const linger reset{1, 0};
+        ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+        ::close(socket);
+    }
+
+    bool AnswersOnProbeSockets() const noexcept override { return true; }
+
+    ErrorQueueRead ReadErrorQueue(SocketHandle socket, std::span<std::uint8_t> control) override {
+        std::uint8_t quoted[64];  // the probe's headers as the router quoted them: unused
+        iovec data{quoted, sizeof quoted};
+        msghdr message{};
+        message.msg_iov = &data;
+        message.msg_iovlen = 1;
+        message.msg_control = control.data();
+        message.msg_controllen = control.size();
+        if (::recvmsg(socket, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) {
+            return {};
+        }
+        return {true, message.msg_controllen};
+    }
+
     std::uint32_t LastError() noexcept override { return static_cast<std::uint32_t>(errno); }
 
     // A raw IPPROTO_ICMP socket already receives every ICMP datagram with its IP header.
@@ -283,6 +344,9 @@ public:
 
     std::uint32_t ClosedSocketError() const noexcept override { return EBADF; }
     std::uint32_t TimedOutError() const noexcept override { return ETIMEDOUT; }
+
+private:
+    int stampKeeper_;
 };
 
 }  // namespace

@@ -225,6 +225,17 @@ public:
 
     void Close(SocketHandle socket) noexcept override { ::closesocket(socket); }
 
+    void Abort(SocketHandle socket) noexcept override {
+        const ::linger reset{1, 0};
+        ::setsockopt(socket, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&reset),
+                     sizeof reset);
+        ::closesocket(socket);
+    }
+
+    // Windows TCP ignores ICMP errors during a connect: the raw listeners catch the answers.
+    bool AnswersOnProbeSockets() const noexcept override { return false; }
+    ErrorQueueRead ReadErrorQueue(SocketHandle, std::span<std::uint8_t>) override { return {}; }
+
     std::uint32_t LastError() noexcept override { return LastSocketError(); }
 
     bool EnableReceiveAll(SocketHandle socket) override {
