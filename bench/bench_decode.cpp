@@ -15,6 +15,7 @@ namespace {
 std::vector<std::uint8_t> Datagram(std::uint8_t type, std::uint8_t protocol) {
     std::vector<std::uint8_t> bytes(65535, 0);
     bytes[0] = 0x45;
+    bytes[9] = 1;
     bytes[20] = type;
     bytes[28] = 0x45;
     bytes[37] = protocol;

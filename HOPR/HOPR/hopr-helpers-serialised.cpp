@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <memory>
 #include <thread>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
@@ -16,9 +17,12 @@ using Log::GuardedLog;
 constexpr unsigned long kThreadEnded = Shared::Concurrency::kWaitObject0 + 2;
 
 // False when the run was stopped before the start came.
-bool WaitForScheduledStart(std::int64_t boundMs, const Shared::Concurrency::Event* stop) {
-    Shared::Concurrency::Scheduler<TestTypes> scheduler(Shared::Concurrency::WaitableTimer(), 1,
-                                                        boundMs, TestTypes::NetworkTest);
+bool WaitForScheduledStart(std::chrono::steady_clock::time_point startAt,
+                           const Shared::Concurrency::Event* stop) {
+    using Scheduler = Shared::Concurrency::Scheduler<TestTypes>;
+    const auto delayMs = static_cast<std::int64_t>(Shared::Concurrency::MillisecondsUntil(startAt));
+    Scheduler scheduler(Shared::Concurrency::WaitableTimer(),
+                        std::vector<Scheduler::Entry>{{0, TestTypes::NetworkTest, delayMs}});
     scheduler.ScheduleNext();
     std::vector<Shared::Concurrency::NativeHandle> handles{scheduler.Timer().Handle()};
     if (stop != nullptr) {
@@ -37,8 +41,7 @@ void RunTestBody(const TestContext& context) noexcept {
         if (!ShouldRun(test)) {
             return;
         }
-        if (!run.appState.parameters.isSerialised && run.appState.schedulingBoundMs >= 1 &&
-            !WaitForScheduledStart(run.appState.schedulingBoundMs, context.exitEvent)) {
+        if (context.startAt && !WaitForScheduledStart(*context.startAt, context.exitEvent)) {
             return;
         }
         TraceOptions options;
@@ -55,14 +58,22 @@ void RunTestBody(const TestContext& context) noexcept {
     }
 }
 
-void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination) {
+std::unique_ptr<Shared::Concurrency::Event> OpenExitEvent(const std::wstring& name) {
+    try {
+        GuardedLog::Info("Opening event {}", Shared::Util::ConvertErrorString(name));
+        // The agent owns the event and may let this process do nothing but wait on it.
+        return std::make_unique<Shared::Concurrency::Event>(true, false, name,
+                                                            Shared::Concurrency::kSynchronizeAccess);
+    } catch (const std::exception& e) {
+        GuardedLog::ExceptionError(e, "Failed running a serialised test.");
+    }
+    return nullptr;
+}
+
+void RunSerialised(RunState& run, const Shared::Concurrency::Event& exitEvent,
+                   const Shared::Concurrency::Event& termination) {
     const auto& parameters = run.appState.parameters;
     try {
-        GuardedLog::Info("Opening event {}",
-                         Shared::Util::ConvertErrorString(parameters.exitEventName));
-        // The agent owns the event and may let this process do nothing but wait on it.
-        Shared::Concurrency::Event exitEvent(true, false, parameters.exitEventName,
-                                             Shared::Concurrency::kSynchronizeAccess);
         // What the traces watch: signalled for the exit event and for a request to terminate.
         Shared::Concurrency::Event stop(true);
         // 32 bits: the accounting must not wrap back to low ports. Without a last port, the

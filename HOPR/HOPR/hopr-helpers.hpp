@@ -1,7 +1,10 @@
 #pragma once
 // The program's own logic, split by topic into hopr-helpers-*.cpp.
 
+#include <chrono>
 #include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -66,14 +69,19 @@ struct TestContext {
     Shared::Concurrency::Event* exitEvent;
     std::uint16_t firstPort;
     std::uint16_t lastPort;
+    std::optional<std::chrono::steady_clock::time_point> startAt = {};  // concurrent runs only
 };
 
-// VPN gate, scheduled start (concurrent runs only), then the trace into the result slot. The
-// exit event, when there is one, also ends the wait for the scheduled start.
+// VPN gate, scheduled start, then the trace into the result slot. The exit event, when there
+// is one, also ends the wait for the scheduled start.
 void RunTestBody(const TestContext& context) noexcept;
 
+// The serialised run's exit event; null, with the failure logged, when it cannot be opened.
+std::unique_ptr<Shared::Concurrency::Event> OpenExitEvent(const std::wstring& name);
+
 // Ends early, like at its exit event, when `termination` is signalled.
-void RunSerialised(RunState& run, const Shared::Concurrency::Event& termination);
+void RunSerialised(RunState& run, const Shared::Concurrency::Event& exitEvent,
+                   const Shared::Concurrency::Event& termination);
 
 // ---- results (hopr-helpers-results.cpp, hopr-helpers-dump.cpp)
 

@@ -10,14 +10,13 @@ namespace HOPR::HostResolution {
 using Log::GuardedLog;
 
 HostResolutionWorker::HostResolutionWorker(
-    Shared::Concurrency::ThreadSafeQueue<std::string>& queue, HostNames& hostNames, bool enabled,
-    const Shared::Concurrency::Event* giveUp)
-    : queue_(queue), hostNames_(hostNames), enabled_(enabled), giveUp_(giveUp), stopEvent_(true),
-      leaveEvent_(true) {}
+    Shared::Concurrency::ThreadSafeQueue<std::string>& queue, HostNames& hostNames, bool enabled)
+    : queue_(queue), hostNames_(hostNames), enabled_(enabled), stopEvent_(true),
+      giveUpEvent_(true), ended_(true) {}
 
 HostResolutionWorker::~HostResolutionWorker() {
     try {
-        Stop();
+        Stop(Clock::now());
     } catch (...) {
     }
 }
@@ -26,23 +25,34 @@ void HostResolutionWorker::Start() {
     thread_ = std::thread(&HostResolutionWorker::ThreadEntry, this);
 }
 
-void HostResolutionWorker::Stop(Pending pending) {
-    if (thread_.joinable()) {
-        if (pending == Pending::Leave) {
-            leaveEvent_.Signal();
-        }
-        stopEvent_.Signal();
-        thread_.join();
+void HostResolutionWorker::Stop(Clock::time_point deadline,
+                                const Shared::Concurrency::Event* interrupt) {
+    if (!thread_.joinable()) {
+        return;
     }
+    stopEvent_.Signal();
+    std::vector<Shared::Raii::NativeHandle> handles{ended_.Handle()};
+    if (interrupt != nullptr) {
+        handles.push_back(interrupt->Handle());
+    }
+    Shared::Concurrency::WaitFor(handles, false, Shared::Concurrency::MillisecondsUntil(deadline),
+                                 false);
+    giveUpEvent_.Signal();
+    thread_.join();
 }
 
 int HostResolutionWorker::ThreadEntry(HostResolutionWorker* worker) noexcept {
+    int exitCode = 1;
     try {
-        return worker->StartResolving();
+        exitCode = worker->StartResolving();
     } catch (const std::exception& e) {
         GuardedLog::Error("HostResolutionWorker failed: {}", e.what());
     }
-    return 1;
+    try {
+        worker->ended_.Signal();
+    } catch (...) {
+    }
+    return exitCode;
 }
 
 int HostResolutionWorker::StartResolving() {
@@ -61,7 +71,7 @@ int HostResolutionWorker::StartResolving() {
             GuardedLog::Info("Unhandled index {} in HostResolutionWorker {}", index, threadId);
             return 1;
         }
-        if (index == 1 || leaveEvent_.WaitOnEvent(0, false)) {
+        if (index == 1 || giveUpEvent_.WaitOnEvent(0, false)) {
             break;
         }
         Resolve();
@@ -79,12 +89,8 @@ void HostResolutionWorker::Resolve() {
         return;
     }
     // No lock is held across the network lookup.
-    std::vector<Shared::Raii::NativeHandle> giveUpOn{leaveEvent_.Handle()};
-    if (giveUp_ != nullptr) {
-        giveUpOn.push_back(giveUp_->Handle());
-    }
     const auto name = GetHostName(
-        address, Shared::System::AgentSettings::DnsResolutionTimeoutMs(), giveUpOn);
+        address, Shared::System::AgentSettings::DnsResolutionTimeoutMs(), {giveUpEvent_.Handle()});
     GuardedLog::Info("HostResolutionWorker {} resolved {}", Shared::Util::CurrentThreadId(),
                      address);
     const bool inserted = hostNames_.WriteExclusive(

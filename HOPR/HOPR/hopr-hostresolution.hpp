@@ -2,6 +2,7 @@
 // Worker threads that turn router addresses into host names while the traces run, so that the
 // results can show names without waiting for reverse lookups at the end.
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <thread>
@@ -19,25 +20,21 @@ std::string GetHostName(const std::string& address, std::uint32_t timeoutMs,
 
 class HostResolutionWorker {
 public:
-    // What Stop does with the addresses still queued.
-    enum class Pending { Resolve, Leave };
+    using Clock = std::chrono::steady_clock;
 
-    // `enabled`: the run's host-name setting, read once for all its threads. `giveUp`, when
-    // given, ends the lookup in hand at once when signalled, and every later one before it starts.
+    // `enabled`: the run's host-name setting, read once for all its threads.
     HostResolutionWorker(Shared::Concurrency::ThreadSafeQueue<std::string>& queue,
-                         HostNames& hostNames, bool enabled = true,
-                         const Shared::Concurrency::Event* giveUp = nullptr);
-    // Stops and joins the thread if it runs.
+                         HostNames& hostNames, bool enabled = true);
+    // Gives up what is left at once and joins the thread if it runs.
     ~HostResolutionWorker();
     HostResolutionWorker(const HostResolutionWorker&) = delete;
     HostResolutionWorker& operator=(const HostResolutionWorker&) = delete;
 
     void Start();
-    // Signals the stop event and joins. Pending::Resolve: the worker first drains its queue,
-    // each lookup given up at "dns-resolution-timeout". Pending::Leave: it gives up the lookup
-    // in hand and ends at once, without waiting for a name server; the addresses left keep no
-    // name, those found stay.
-    void Stop(Pending pending = Pending::Resolve);
+    // Lets the worker drain its queue until `deadline`, or until `interrupt` is signalled; then
+    // the look-up in hand is given up, the addresses left keep no name, and the thread is joined.
+    // A name server that never answers cannot hold the caller past the deadline.
+    void Stop(Clock::time_point deadline, const Shared::Concurrency::Event* interrupt = nullptr);
 
     // The thread's start routine.
     static int ThreadEntry(HostResolutionWorker* worker) noexcept;
@@ -49,9 +46,9 @@ private:
     Shared::Concurrency::ThreadSafeQueue<std::string>& queue_;
     HostNames& hostNames_;
     bool enabled_;
-    const Shared::Concurrency::Event* giveUp_;
     Shared::Concurrency::Event stopEvent_;
-    Shared::Concurrency::Event leaveEvent_;  // signalled by Stop(Pending::Leave)
+    Shared::Concurrency::Event giveUpEvent_;
+    Shared::Concurrency::Event ended_;
     unsigned resolvedCount_ = 0;
     std::thread thread_;
 };

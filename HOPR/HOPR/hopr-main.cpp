@@ -5,7 +5,6 @@
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <thread>
 
 #include <spdlog/spdlog.h>
 
@@ -13,6 +12,7 @@
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "HOPR/HOPR/hopr-hostresolution.hpp"
 #include "HOPR/HOPR/hopr-listenerset.hpp"
+#include "HOPR/HOPR/hopr-testpool.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Json/shared.json-configobjects.hpp"
@@ -37,11 +37,13 @@ constexpr int kExitBadInput = 80;
 constexpr int kExitNoTests = 96;
 constexpr int kExitFailure = 255;
 
-// A drain that sees no progress for this long gives up: a hung look-up must not hold the run.
-constexpr auto kDrainStallLimit = std::chrono::seconds(30);
 // Names usually come within milliseconds: the drain looks often and says so twice a second.
-constexpr auto kDrainPoll = std::chrono::milliseconds(5);
+constexpr unsigned long kDrainPollMs = 5;
 constexpr auto kDrainReport = std::chrono::milliseconds(500);
+// Threads a concurrent run leaves for the name look-ups once the system refuses one.
+constexpr std::size_t kSpareThreads = 4;
+
+using Clock = std::chrono::steady_clock;
 
 // The run's shared state and what owns its threads. It outlives every thread it holds: on a
 // failure the process ends before it is destroyed.
@@ -50,11 +52,10 @@ struct Run {
         : state(workerCount, resolutionEnabled) {}
 
     RunState state;
+    std::unique_ptr<Shared::Concurrency::Event> exitEvent;  // serialised runs only
     Shared::WinSock::WinSockInitialiser winSock;
     std::vector<std::unique_ptr<HostResolution::HostResolutionWorker>> workers;
     std::optional<ListenerSet> listeners;
-    std::vector<TestContext> contexts;  // declared before the threads that read them
-    std::vector<std::thread> testThreads;
 };
 
 void CreateLoggerFromSettings(Log::LoggingMode mode) {
@@ -120,7 +121,6 @@ Shared::System::LaterNeeds NeedsAfterBind(const AppState& appState) {
     const auto& parameters = appState.parameters;
     if (appState.arguments.isJson && parameters.isSerialised) {
         needs.lowestFixedPort = parameters.minPort;
-        needs.exitEventName = parameters.exitEventName;
     }
     const auto mode = appState.arguments.loggingMode;
     if (mode == Log::LoggingMode::File || mode == Log::LoggingMode::ConsoleAndFile) {
@@ -163,21 +163,12 @@ void PrepareTests(RunState& state) {
 }
 
 void RunConcurrently(Run& run) {
-    auto& appState = run.state.appState;
-    appState.schedulingBoundMs = kSchedulingBoundMs;
-    const auto count = appState.parameters.tests.size();
-    run.contexts.reserve(count);
-    for (std::uint64_t i = 0; i < count; ++i) {
-        run.contexts.push_back(
-            {run.state, i, &Shared::Concurrency::TerminationEvent(), 0, 0});
-    }
-    run.testThreads.reserve(count);
-    for (const auto& context : run.contexts) {
-        run.testThreads.emplace_back(RunTestBody, std::cref(context));
-    }
-    for (auto& thread : run.testThreads) {
-        thread.join();
-    }
+    auto& state = run.state;
+    auto* termination = &Shared::Concurrency::TerminationEvent();
+    RunOnThreads(DrawStartTimes(state.appState.parameters.tests.size(), kSchedulingBoundMs),
+                 run.workers.size() + kSpareThreads, [&](const ScheduledTest& test) {
+                     RunTestBody({state, test.index, termination, 0, 0, test.startAt});
+                 });
 }
 
 void RunTests(Run& run) {
@@ -190,45 +181,46 @@ void RunTests(Run& run) {
                                      state.appState.parameters.tests.front(), state.answers,
                                      options);
         }
-    } else if (state.appState.parameters.isSerialised) {
-        RunSerialised(state, Shared::Concurrency::TerminationEvent());
-    } else {
+    } else if (run.exitEvent) {
+        RunSerialised(state, *run.exitEvent, Shared::Concurrency::TerminationEvent());
+    } else if (!state.appState.parameters.isSerialised) {
         RunConcurrently(run);
     }
 }
 
-// Every second queue only: the agent's timing expectations were set by this behaviour.
-void DrainResolutionQueues(ResolutionQueues& queues) {
-    using Clock = std::chrono::steady_clock;
+// Every second queue only: the agent's timing expectations were set by this behaviour. Ends at
+// `deadline`, or at once on a request to terminate, whatever is left.
+void DrainResolutionQueues(ResolutionQueues& queues, Clock::time_point deadline) {
+    auto& termination = Shared::Concurrency::TerminationEvent();
     for (std::size_t i = 0; i < queues.size(); i += 2) {
-        auto left = queues[i].Size();
-        auto progressed = Clock::now();
         auto reported = Clock::time_point{};
-        while (left > 0 && Clock::now() - progressed < kDrainStallLimit) {
+        while (queues[i].Size() > 0 && Clock::now() < deadline) {
             if (Clock::now() - reported >= kDrainReport) {
                 GuardedLog::Info("Waiting on resolution queue {} to be processed ", i);
                 reported = Clock::now();
             }
-            std::this_thread::sleep_for(kDrainPoll);
-            const auto now = queues[i].Size();
-            progressed = now < left ? Clock::now() : progressed;
-            left = now;
+            if (termination.WaitOnEvent(kDrainPollMs, false)) {
+                break;
+            }
         }
-        if (left > 0) {
-            GuardedLog::Warn("Resolution queue {} made no progress; {} addresses left unresolved",
-                             i, left);
+        if (const auto left = queues[i].Size(); left > 0) {
+            GuardedLog::Warn("Resolution queue {} was not processed in time; {} addresses left "
+                             "unresolved", i, left);
         }
     }
     GuardedLog::Info("All resolution queues finished");
 }
 
+// Names get at most the look-up limit after the last trace.
 void StopListenersAndWorkers(Run& run) {
     if (run.listeners) {
         run.listeners->Stop();
     }
-    DrainResolutionQueues(run.state.resolutionQueues);
+    const auto deadline =
+        Clock::now() + std::chrono::milliseconds(Shared::System::AgentSettings::DnsResolutionTimeoutMs());
+    DrainResolutionQueues(run.state.resolutionQueues, deadline);
     for (auto& worker : run.workers) {
-        worker->Stop();
+        worker->Stop(deadline, &Shared::Concurrency::TerminationEvent());
     }
 }
 
@@ -270,6 +262,10 @@ int Execute(Run& run, int argc, const char* const* argv) {
     }
     // From here on the agent's SIGTERM ends the run as its exit event does.
     Shared::Concurrency::WatchTermination();
+    // At once, so that a stop the agent sends during the target look-ups finds the event.
+    if (appState.arguments.isJson && appState.parameters.isSerialised) {
+        run.exitEvent = OpenExitEvent(appState.parameters.exitEventName);
+    }
     run.winSock.Initialise();
     if (!BindListeners(run)) {
         return kExitNoAdapter;

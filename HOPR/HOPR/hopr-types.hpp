@@ -56,7 +56,6 @@ inline constexpr std::int64_t kSchedulingBoundMs = 60000;
 struct AppState {
     CommandLineArguments arguments;
     Shared::Json::TcpTraceParameters parameters;
-    std::int64_t schedulingBoundMs = 0;
 };
 
 // What one run's threads share. Settings that must agree across threads are read once.

@@ -48,7 +48,7 @@ TEST(HostResolutionWorker, DrainsItsQueueBeforeStoppingAndResolvesEachAddressOnc
     queue.Push("127.0.0.1");
     queue.Push("127.0.0.1");
     worker.Start();
-    worker.Stop();
+    worker.Stop(std::chrono::steady_clock::time_point::max());
     EXPECT_EQ(queue.Size(), 0u);
     names.ReadShared([](const auto& map) {
         ASSERT_EQ(map.size(), 1u);
@@ -63,7 +63,7 @@ TEST(HostResolutionWorker, DisabledWorkerEndsAtOnceAndResolvesNothing) {
     HOPR::HostResolution::HostResolutionWorker worker(queue, names, false);
     queue.Push("127.0.0.1");
     worker.Start();
-    worker.Stop();
+    worker.Stop(std::chrono::steady_clock::now());
     EXPECT_EQ(queue.Size(), 1u);
     EXPECT_THAT(log.Text(), testing::HasSubstr("HostResolutionThread is exiting early"));
 }

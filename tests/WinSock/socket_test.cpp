@@ -96,15 +96,20 @@ TEST(ICMPListener, FailedBindClosesAndASecondBindRetries) {
     EXPECT_EQ(calls.open.size(), 1u);
     listener.Bind(L"198.18.1.3");
     EXPECT_EQ(calls.open.size(), 1u);
+
+    // A socket that cannot be watched would block its reader under the lock Close needs.
+    calls.watch = Shared::Raii::kNullHandle;
+    ICMPListener unwatched(calls);
+    EXPECT_THROW(unwatched.Bind(L"198.18.1.2"), WinSockException);
+    EXPECT_EQ(calls.open.size(), 1u);
 }
 
 TEST(ICMPListener, DrainsWhatIsQueuedSkipsTheRestAndEndsWhenClosed) {
     FakeCalls calls;
-    Shared::Concurrency::Event readable(true);
-    calls.watch = readable.Handle();
     calls.bytes = testing_support::TimeExceededDatagram();
     const auto size = static_cast<std::int64_t>(calls.bytes.size());
-    calls.datagrams = {{12, 0, 0x010212C6}, {size, 0, 0x010212C6}};  // a short one, then a good one
+    // A short one and an empty one, then a good one.
+    calls.datagrams = {{12, 0, 0x010212C6}, {0, 0, 0}, {size, 0, 0x010212C6}};
     ICMPListener listener(calls);
     listener.Bind(L"198.18.1.2");
     const auto answer = listener.ReadNextICMPResponse();

@@ -9,6 +9,7 @@
 #include <set>
 #include <vector>
 
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
 
 namespace testing_support {
@@ -44,6 +45,7 @@ inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe =
     const auto tcp = inner + 20 + probe.innerOptions;
     std::vector<std::uint8_t> bytes(tcp + 8, 0);
     bytes[0] = static_cast<std::uint8_t>(0x45 + probe.outerOptions / 4);
+    bytes[9] = 1;  // ICMP
     bytes[icmp] = probe.type;
     bytes[inner] = static_cast<std::uint8_t>(0x45 + probe.innerOptions / 4);
     bytes[inner + 9] = probe.protocol;
@@ -149,7 +151,8 @@ public:
 
     std::uint16_t LastLocalPort() const noexcept { return port_; }
 
-    Shared::Raii::NativeHandle watch = Shared::Raii::kNullHandle;  // what the listener waits on
+    Shared::Concurrency::Event readable{true};
+    Shared::Raii::NativeHandle watch = readable.Handle();  // what the listener waits on; null: fails
     std::vector<std::uint8_t> bytes;  // copied into the buffer of every datagram received
     std::deque<std::vector<std::uint8_t>> payloads;  // each replaces `bytes` for one datagram
 

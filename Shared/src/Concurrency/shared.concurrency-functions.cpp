@@ -10,6 +10,15 @@ namespace Shared::Concurrency {
 
 using Shared::Exception::InvalidArgument;
 
+unsigned long MillisecondsUntil(std::chrono::steady_clock::time_point deadline) {
+    const auto now = std::chrono::steady_clock::now();
+    if (deadline <= now) {
+        return 0;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - now).count();
+    return static_cast<unsigned long>(std::min<std::int64_t>(left, kInfinite - 1));
+}
+
 bool WaitFor(NativeHandle handle, unsigned long timeoutMs, bool alertable) {
     if (!Shared::Raii::IsValidHandle(handle)) {
         throw InvalidArgument("Handle is nullptr");

@@ -1,6 +1,7 @@
 #pragma once
 // Waits on one or several kernel objects (events, timers, thread-end events).
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -25,6 +26,9 @@ bool WaitFor(NativeHandle handle, unsigned long timeoutMs, bool alertable);
 // Only the winning object is consumed. At most 64 handles.
 unsigned long WaitFor(const std::vector<NativeHandle>& handles, bool waitAll,
                       unsigned long timeoutMs, bool alertable);
+
+// A time-out that ends at `deadline`: 0 once it has passed, never kInfinite.
+unsigned long MillisecondsUntil(std::chrono::steady_clock::time_point deadline);
 
 namespace detail {
 

@@ -1,6 +1,6 @@
 #pragma once
-// Spreads the start of concurrent tests: each entry gets a random delay in 1..bound ms, the
-// delays become waits between consecutive entries, and a waitable timer is armed for each in turn.
+// Spreads the start of concurrent tests: the entries' delays (drawn with DrawBelow) become waits
+// between consecutive entries, and a waitable timer is armed for each in turn.
 
 #include <algorithm>
 #include <cstdint>
@@ -36,17 +36,6 @@ public:
         std::int64_t delayMs;  // from the start; after normalisation, from the previous entry
     };
 
-    Scheduler(WaitableTimer timer, std::uint32_t count, std::int64_t boundMs, T type)
-        : timer_(std::move(timer)) {
-        for (std::uint32_t i = 0; i < count && boundMs >= 0; ++i) {
-            std::random_device device;
-            std::mt19937 engine(device());
-            const auto drawn = DrawBelow(engine, static_cast<std::uint32_t>(boundMs));
-            entries_.push_back({entries_.size(), type, static_cast<std::int64_t>(drawn) + 1});
-        }
-    }
-
-    // For callers that already hold their delays.
     Scheduler(WaitableTimer timer, std::vector<Entry> entries)
         : entries_(std::move(entries)), timer_(std::move(timer)) {}
 

@@ -12,7 +12,6 @@ namespace Shared::System {
 struct LaterNeeds {
     std::uint16_t lowestFixedPort = 0;  // lowest local port a probe binds itself; 0: none
     std::string logDirectory;           // where log files are rotated; empty: no log file
-    std::wstring exitEventName;         // the named event a serialised run opens; empty: none
 };
 
 // Linux: drops every capability (effective, permitted, inheritable, ambient and, when allowed,

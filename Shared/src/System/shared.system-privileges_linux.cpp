@@ -29,7 +29,6 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/System/shared.system-registry_linux.hpp"
@@ -101,16 +100,6 @@ bool CanWriteIn(const fs::path& directory, const Identity& who) {
     return Grants(existing, who, W_OK | X_OK) && EveryParentPasses(existing, who);
 }
 
-// An existing FIFO is opened for reading and writing; a missing one is made.
-bool CanOpenEvent(const std::wstring& name, const Identity& who) {
-    std::error_code error;
-    const auto path = fs::absolute(Shared::Concurrency::Event::PathForName(name), error);
-    if (fs::exists(path, error)) {
-        return Grants(path, who, R_OK | W_OK) && EveryParentPasses(path, who);
-    }
-    return CanWriteIn(path.parent_path(), who);
-}
-
 // A missing settings file means the defaults, with or without privilege.
 bool CanReadSettings(const Identity& who) {
     std::error_code error;
@@ -135,7 +124,6 @@ std::vector<unsigned> NeededCapabilities(const LaterNeeds& needs) {
     }
     const auto who = ProcessIdentity();
     if ((!needs.logDirectory.empty() && !CanWriteIn(needs.logDirectory, who)) ||
-        (!needs.exitEventName.empty() && !CanOpenEvent(needs.exitEventName, who)) ||
         !CanReadSettings(who)) {
         needed.push_back(CAP_DAC_OVERRIDE);
     }

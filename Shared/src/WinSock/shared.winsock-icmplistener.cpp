@@ -67,6 +67,9 @@ void ICMPListener::Bind(const std::wstring& address) {
     calls_.EnlargeReceiveBuffer(socket_);
     calls_.ReleaseWatch(watch_);
     watch_ = calls_.WatchReadable(socket_);
+    if (!Shared::Raii::IsValidHandle(watch_)) {
+        fail("WSAEventSelect() failed");
+    }
     closed_.Reset();
 }
 
@@ -87,9 +90,6 @@ ICMPListener::Received ICMPListener::ReceiveOne() {
     }
     if (result.bytes < 0) {
         throw WinSockException("recvfrom() failed", result.error);
-    }
-    if (result.bytes == 0) {
-        return {ICMPTCPResponse{}, std::nullopt};
     }
     return {detail::ToResponse(buffer_, static_cast<std::size_t>(result.bytes), result.source),
             std::nullopt};

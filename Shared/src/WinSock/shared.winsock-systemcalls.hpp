@@ -111,7 +111,8 @@ public:
     virtual bool EnableReceiveAll(SocketHandle socket) = 0;
     // Best effort: room for bursts of answers while the reader is busy.
     virtual void EnlargeReceiveBuffer(SocketHandle socket) noexcept = 0;
-    // A handle that a wait sees signalled while the socket has data, and its release.
+    // A handle that a wait sees signalled while the socket has data (null when it cannot be
+    // made: LastError tells why), and its release.
     virtual Shared::Raii::NativeHandle WatchReadable(SocketHandle socket) = 0;
     virtual void ClearReadable(Shared::Raii::NativeHandle watch) noexcept = 0;
     virtual void ReleaseWatch(Shared::Raii::NativeHandle watch) noexcept = 0;

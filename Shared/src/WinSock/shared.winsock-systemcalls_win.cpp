@@ -262,8 +262,12 @@ public:
     // The event selection also makes the socket non-blocking, which ReceiveFrom needs.
     NativeHandle WatchReadable(SocketHandle socket) override {
         const WSAEVENT readable = ::WSACreateEvent();
-        if (readable != WSA_INVALID_EVENT) {
-            ::WSAEventSelect(socket, readable, FD_READ | FD_CLOSE);
+        if (readable != WSA_INVALID_EVENT &&
+            ::WSAEventSelect(socket, readable, FD_READ | FD_CLOSE) != 0) {
+            const auto error = ::WSAGetLastError();
+            ::WSACloseEvent(readable);
+            ::WSASetLastError(error);
+            return WSA_INVALID_EVENT;
         }
         return readable;
     }
