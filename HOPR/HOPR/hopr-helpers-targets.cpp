@@ -45,13 +45,16 @@ std::vector<Shared::Json::TcpTraceTest> RemoveResolvedDuplicates(
     std::vector<Shared::Json::TcpTraceTest> kept;
     std::vector<std::wstring> seenAddresses;
     for (std::size_t i = 0; i < tests.size(); ++i) {
-        // Tests not looked up stay out, as unresolved ones do: none of them has been traced.
-        if (Shared::Concurrency::TerminationRequested()) {
-            GuardedLog::Info("Asked to terminate: the remaining {} tests are skipped.",
+        const auto first = Shared::Concurrency::TerminationRequested()
+                               ? std::nullopt
+                               : FirstAddress(tests[i], resolve);
+        // The tests not looked up are kept untraced, so that each still gets its result.
+        if (!first && Shared::Concurrency::TerminationRequested()) {
+            GuardedLog::Info("Asked to terminate: the remaining {} tests are not looked up.",
                              tests.size() - i);
+            kept.insert(kept.end(), tests.begin() + static_cast<std::ptrdiff_t>(i), tests.end());
             break;
         }
-        const auto first = FirstAddress(tests[i], resolve);
         if (!first) {
             continue;
         }

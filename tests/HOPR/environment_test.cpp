@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
 #include "support/captured_log.hpp"
 #include "support/scoped_registry.hpp"
 
@@ -40,6 +41,27 @@ TEST(TargetResolution, DropsUnresolvableAndDuplicateTargets) {
                                 "Failed processing IP for test c against target broken. This test "
                                 "will be skipped. Error: lookup failed"));
     EXPECT_THAT(log.Text(), testing::HasSubstr("Found no IPs for test d against target nothing."));
+}
+
+// The look-up that a request to terminate abandons, and those after it, are not dropped.
+TEST(TargetResolution, OnTerminateTheTestsLeftAreKeptUnresolved) {
+    const CapturedLog log;
+    auto& termination = Shared::Concurrency::TerminationEvent();
+    const auto kept = HOPR::RemoveResolvedDuplicates(
+        {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"hangs"), MakeTest(L"c", L"later")},
+        [&](const std::wstring& target, std::uint32_t) -> std::vector<std::wstring> {
+            if (target == L"hangs") {
+                termination.Signal();
+                throw std::runtime_error("given up");
+            }
+            return {target};
+        });
+    termination.Reset();
+    ASSERT_EQ(kept.size(), 3u);
+    EXPECT_EQ(kept[0].resolvedIp, L"198.18.4.1");
+    EXPECT_EQ(kept[1].testUuid, L"b");
+    EXPECT_TRUE(kept[2].resolvedIp.empty());
+    EXPECT_THAT(log.Text(), testing::HasSubstr("the remaining 2 tests are not looked up."));
 }
 
 TEST(TargetResolution, TheLookUpTimeOutIs15000MsUnlessTheAgentSetsOne) {

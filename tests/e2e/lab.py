@@ -40,23 +40,37 @@ class LinuxProgram:
         return {"HOPR_REGISTRY_FILE": lab.registry, "HOPR_EVENT_DIR": lab.events}
 
     def command(self, lab, arguments):
-        user = [] if lab.as_root else ["setpriv", "--reuid=nobody", "--regid=nogroup",
+        uid, gid = lab.user
+        user = [] if lab.as_root else ["setpriv", f"--reuid={uid}", f"--regid={gid}",
                                        "--clear-groups"]
         return [*user, lab.binary, *arguments]
 
     def prepare(self, lab):
-        """The log beside the binary and the event FIFOs are nobody's to write."""
+        """The log beside the binary and the event FIFOs are the user's to write."""
         if not lab.as_root:
-            shutil.chown(lab.directory, "nobody", "nogroup")
+            shutil.chown(lab.directory, *lab.user)
 
     def load_settings(self, lab):
         pass
 
-    def signal_event(self, lab, name):
+    @staticmethod
+    def event_path(lab, name):
         encoded = "".join(c if (c.isascii() and c.isalnum()) or c in "-_." else f"%{ord(c):02X}"
                           for c in name)
-        with open(os.path.join(lab.events, encoded), "w", encoding="utf-8") as fifo:
-            fifo.write("x")
+        return os.path.join(lab.events, encoded)
+
+    def leave_stale_stop_request(self, lab, name):
+        """What `printf x > FIFO` leaves when no run has made the FIFO: a regular file."""
+        os.makedirs(lab.events, exist_ok=True)
+        shutil.chown(lab.events, *lab.user)
+        with open(self.event_path(lab, name), "w", encoding="utf-8") as f:
+            f.write("x")
+
+    def signal_event(self, lab, name):
+        # As the README says: never create a file where the FIFO should be.
+        fifo = os.open(self.event_path(lab, name), os.O_WRONLY | os.O_NONBLOCK)
+        os.write(fifo, b"x")
+        os.close(fifo)
 
 
 class WineProgram:
@@ -130,6 +144,9 @@ class WineProgram:
         self.quietly(lab, "wine", "reg", "delete", "HKLM\\SOFTWARE\\Velmora", "/f", check=False)
         self.quietly(lab, "wine", "reg", "import", "Z:" + lab.registry.replace("/", "\\"))
 
+    def leave_stale_stop_request(self, lab, name):
+        """A Windows event lives only while someone holds it: nothing can be left behind."""
+
     def signal_event(self, lab, name):
         done = subprocess.run(lab.in_client("wine", self.set_event, name), env=lab.environment(),
                               capture_output=True, text=True, timeout=60)
@@ -189,10 +206,10 @@ def hub_addresses(result):
 
 class Lab:
     """One lab network and a private copy of hopr (its log file lives beside it). The Linux
-    build runs as nobody; `as_root` runs it as root (hopr.exe always runs so, as Wine's server
-    opens its raw sockets)."""
+    build runs as `user` (uid, gid), by default nobody; `as_root` runs it as root (hopr.exe
+    always runs so, as Wine's server opens its raw sockets)."""
 
-    def __init__(self, *options, registry="", as_root=False):
+    def __init__(self, *options, registry="", as_root=False, user=("nobody", "nogroup")):
         self.name = f"h{os.getpid() % 100000}x{next(_names)}"
         self.options = [str(o) for o in options]
         self.directory = tempfile.mkdtemp(prefix="hopr-lab-")
@@ -201,6 +218,7 @@ class Lab:
         self.events = os.path.join(self.directory, "events")
         self.started = False
         self.as_root = as_root
+        self.user = user
         self.write_registry(registry)
 
     def __enter__(self):
@@ -252,6 +270,9 @@ class Lab:
     def signal_event(self, name):
         """Signals the named exit event from outside the program, as the agent does."""
         PROGRAM.signal_event(self, name)
+
+    def leave_stale_stop_request(self, name):
+        PROGRAM.leave_stale_stop_request(self, name)
 
     def environment(self):
         return dict(os.environ, **PROGRAM.environment(self))

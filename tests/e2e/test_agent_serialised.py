@@ -25,14 +25,20 @@ class SerialisedRun(LabCase):
         self.assertIn("Sequential tracing is exiting due port exhaustion.", log)
         self.assertEqual([h["sent"] for h in results[0]["report"]["hubs"]], [2, 2, 1])
 
-    def test_back_to_back_runs_from_one_range_trace_the_same_hops(self):
-        """The first run's connected probes were reset, so no port of the range lingers."""
-        run = document([lab_test("198.18.3.1", "a")], serialised=True, event="again",
-                       min_port=33000, max_port=33999)
-        with Lab("--routers", 2) as lab:
+    def test_back_to_back_runs_after_a_stale_stop_request_trace_everything(self):
+        """A stop request left as a file before any run is replaced, not obeyed; the first
+        run's connected probes were reset, so no port of the range lingers for the second."""
+        run = document([lab_test("198.18.3.1", "a"), lab_test("198.19.0.2", "b")],
+                       serialised=True, event="again", min_port=33000, max_port=33999)
+        with Lab("--routers", 2, "--extra-targets", 1) as lab:
+            lab.leave_stale_stop_request("again")
             first, second = (self.assert_ok(lab.run_json(run)) for _ in range(2))
-        path = ["198.18.1.1", "198.18.2.1", "198.18.3.1"]
-        self.assertEqual([hub_addresses(first[0]), hub_addresses(second[0])], [path, path])
+            log = lab.log()
+        paths = [["198.18.1.1", "198.18.2.1", "198.18.3.1"],
+                 ["198.18.1.1", "198.18.2.1", "198.19.0.2"]]
+        self.assertEqual([[hub_addresses(r) for r in run] for run in (first, second)],
+                         [paths, paths])
+        self.assertNotIn("exiting due received signal", log)
 
     def test_stop_event_during_the_second_test_leaves_the_rest_unrun(self):
         self.assert_stop_ends_serialised_run(

@@ -1,6 +1,8 @@
-"""Faults in the middle of a run: the link or the address going away, stdout closed, SIGTERM.
-Each ends with a documented status, in bounded time, with the JSON array whole or absent."""
+"""Faults in the middle of a run: the link or the address going away, stdout closed, SIGTERM,
+a name server that never answers, a thread limit. Each ends with a documented status, in
+bounded time, with the JSON array whole or absent."""
 
+import json
 import os
 import signal
 import subprocess
@@ -14,6 +16,8 @@ from lab import (Lab, LabCase, document, hub_addresses, lab_test, not_under_wine
 ROUTERS = ("--routers", 4, "--silent", 3)
 TRACE = ("test", "198.18.5.1", "-p", 80, "-r", 2, "-t", 1, "-u", 3, "-l", "c")
 HOP_3 = "On hop 3; repeat 0; address 198.18.5.1"
+LOOKUP_LIMIT_2S = ('[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\n'
+                   '"dns-resolution-timeout"=dword:000007d0\n')
 
 
 def setUpModule():
@@ -116,6 +120,67 @@ class Termination(LabCase):
             output = process.communicate(timeout=30)[0]
         self.assertEqual(process.returncode, -signal.SIGTERM)
         self.assertEqual(output, "")
+
+
+@not_under_wine("SIGTERM is a Linux signal, and the resolver's time-outs are timed on the log "
+                "lines of the Linux build")
+class DeadNameServer(LabCase):
+    def trace_with(self, dns):
+        """Seconds from start to end, from the last probe's start to the end, and the result."""
+        with Lab("--routers", 3, "--dns", dns, registry=LOOKUP_LIMIT_2S) as lab:
+            started = time.monotonic()
+            process = start(lab, "test", "198.18.4.1", "-p", 80, "-r", 2, "-t", 1, "-u", 3,
+                            "-l", "c")
+            with process.stdout:
+                lines = [(time.monotonic(), line) for line in process.stdout]
+            process.wait(timeout=120)
+            ended = time.monotonic()
+        self.assertEqual(process.returncode, 0)
+        last_probe = max(at for at, line in lines if "; repeat " in line)
+        return ended - started, ended - last_probe, results_of([line for _, line in lines])[0]
+
+    def test_names_wait_at_most_the_lookup_limit_and_stay_addresses(self):
+        refusing, _, _ = self.trace_with("refusing")
+        dead, after_last_probe, result = self.trace_with("dead")
+        self.assertLessEqual(dead, refusing + 2 * 2 + 2)
+        self.assertLessEqual(after_last_probe, 2.5)
+        self.assertEqual(hub_addresses(result),
+                         ["198.18.1.1", "198.18.2.1", "198.18.3.1", "198.18.4.1"])
+        self.assertEqual([hub["host"] for hub in result["report"]["hubs"]], hub_addresses(result))
+
+    def test_sigterm_while_target_names_hang_writes_a_result_per_test_at_once(self):
+        tests = [lab_test(f"hangs{i}.lab", f"u{i}") for i in range(3)]
+        with Lab("--routers", 1, "--dns", "dead") as lab:
+            process = lab.start_json(document(tests))
+            time.sleep(3)
+            process.send_signal(signal.SIGTERM)
+            signalled = time.monotonic()
+            with process.stdout:
+                output = process.stdout.read()
+            process.wait(timeout=60)
+            after = time.monotonic() - signalled
+        self.assertEqual(process.returncode, 0)
+        self.assertLessEqual(after, 3)
+        results = results_of(output.splitlines())
+        self.assertEqual([r["testUuid"] for r in results], ["u0", "u1", "u2"])
+        self.assertEqual([r["report"]["hubs"] for r in results], [[], [], []])
+
+
+@not_under_wine("RLIMIT_NPROC is a Linux limit")
+class ThreadLimit(LabCase):
+    def test_200_concurrent_tests_under_64_threads_all_get_their_result(self):
+        """A user of its own, so that other runs as nobody do not share the limit."""
+        tests = [lab_test(f"198.19.0.{i + 2}", f"u{i}", probes=1) for i in range(200)]
+        with Lab("--routers", 1, "--extra-targets", 200, user=(64999, 64999)) as lab:
+            done = subprocess.run(["prlimit", "--nproc=64", "--", *lab.command("json", "-l", "f")],
+                                  input=json.dumps(document(tests)) + "\n", capture_output=True,
+                                  text=True, env=lab.environment(), timeout=300)
+            log = lab.log()
+        results = self.assert_ok(done)
+        self.assertEqual([r["testUuid"] for r in results], [f"u{i}" for i in range(200)])
+        self.assertEqual([hub_addresses(r) for r in results],
+                         [["198.18.1.1", f"198.19.0.{i + 2}"] for i in range(200)])
+        self.assertIn("threads could be started for 200 tests", log)
 
 
 if __name__ == "__main__":
