@@ -58,6 +58,20 @@ void RunTestBody(const TestContext& context) noexcept {
     }
 }
 
+std::optional<std::uint32_t> NextTestPort(std::uint32_t currentPort, std::size_t probesSent,
+                                          std::uint16_t maxPort) {
+    if (currentPort == 0) {
+        return 0;
+    }
+    const auto next =
+        currentPort + static_cast<std::uint32_t>(std::min<std::size_t>(probesSent, 0x10000));
+    const std::uint32_t lastPort = maxPort != 0 ? maxPort : 0xFFFF;
+    if (next > lastPort) {
+        return std::nullopt;
+    }
+    return next;
+}
+
 std::unique_ptr<Shared::Concurrency::Event> OpenExitEvent(const std::wstring& name) {
     try {
         GuardedLog::Info("Opening event {}", Shared::Util::ConvertErrorString(name));
@@ -76,11 +90,8 @@ void RunSerialised(RunState& run, const Shared::Concurrency::Event& exitEvent,
     try {
         // What the traces watch: signalled for the exit event and for a request to terminate.
         Shared::Concurrency::Event stop(true);
-        // 32 bits: the accounting must not wrap back to low ports. Without a last port, the
-        // range still ends where ports do.
         std::uint32_t currentPort = parameters.minPort;
         const std::uint16_t maxPort = parameters.maxPort;
-        const std::uint32_t lastPort = maxPort != 0 ? maxPort : 0xFFFF;
         for (std::uint64_t i = 0; i < parameters.tests.size(); ++i) {
             const auto& slot = run.results.at(i);
             Shared::Concurrency::Event threadEnded(true);
@@ -100,13 +111,12 @@ void RunSerialised(RunState& run, const Shared::Concurrency::Event& exitEvent,
             }
             // The body has ended; joining makes its writes to the slot visible here.
             testThread.join();
-            if (currentPort != 0) {
-                currentPort += static_cast<std::uint32_t>(std::min<std::size_t>(slot.size(), 0x10000));
-            }
-            if (currentPort > lastPort) {
+            const auto nextPort = NextTestPort(currentPort, slot.size(), maxPort);
+            if (!nextPort) {
                 GuardedLog::Info("Sequential tracing is exiting due port exhaustion.");
                 return;
             }
+            currentPort = *nextPort;
         }
         GuardedLog::Info("Sequential tracing has been completed.");
     } catch (const std::exception& e) {

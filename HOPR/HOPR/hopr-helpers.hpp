@@ -76,6 +76,12 @@ struct TestContext {
 // is one, also ends the wait for the scheduled start.
 void RunTestBody(const TestContext& context) noexcept;
 
+// The port a serialised run's next test starts from: the range is accounted one port per probe
+// sent, in 32 bits so that it never wraps back to low ports; nothing once it is spent (with no
+// last port, once the ports are). Port 0, the system's choice, is never spent.
+std::optional<std::uint32_t> NextTestPort(std::uint32_t currentPort, std::size_t probesSent,
+                                          std::uint16_t maxPort);
+
 // The serialised run's exit event; null, with the failure logged, when it cannot be opened.
 std::unique_ptr<Shared::Concurrency::Event> OpenExitEvent(const std::wstring& name);
 

@@ -116,6 +116,13 @@ TEST(Trace, EveryProbeLeavesFromTheRangesFirstPortWhichIsAccountedPerProbeWithou
 
     Path top{.answeringHops = 10};
     EXPECT_EQ(RunTrace(top, 3, 5, {.minPort = 65535, .maxPort = 65535}).probes.size(), 1u);
+    // After a test of a serialised run: no wrap to low ports, with or without a last port.
+    EXPECT_EQ(HOPR::NextTestPort(1000, 5, 1004), std::nullopt);
+    EXPECT_EQ(HOPR::NextTestPort(1000, 5, 1005), 1005u);
+    EXPECT_EQ(HOPR::NextTestPort(65535, 1, 65535), std::nullopt);
+    EXPECT_EQ(HOPR::NextTestPort(65530, 5, 0), 65535u);
+    EXPECT_EQ(HOPR::NextTestPort(65530, 6, 0), std::nullopt);
+    EXPECT_EQ(HOPR::NextTestPort(0, 100000, 0), 0u);  // the system picks every test's port
 
     // A system-chosen port that someone else took after the first probe gives way to a new one.
     Path taken{.connectAtHop = 2, .answeringHops = 1};
