@@ -24,10 +24,11 @@ TEST(SerialisedRun, OpensAnExitEventThatLetsItOnlyWait) {
 
     HOPR::RunState run(1, false);
     run.appState.parameters.isSerialised = true;
-    run.appState.parameters.exitEventName = L"Local\\hopr-test-agent-exit";
     const CapturedLog log;
+    const auto exitEvent = HOPR::OpenExitEvent(L"Local\\hopr-test-agent-exit");
+    ASSERT_NE(exitEvent, nullptr);
     const Shared::Concurrency::Event noTermination(true);
-    HOPR::RunSerialised(run, noTermination);
+    HOPR::RunSerialised(run, *exitEvent, noTermination);
     EXPECT_THAT(log.Text(), HasSubstr("Sequential tracing has been completed."));
     EXPECT_THAT(log.Text(), Not(HasSubstr("Failed running a serialised test.")));
     ::CloseHandle(agent);
