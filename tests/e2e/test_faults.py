@@ -169,9 +169,10 @@ class DeadNameServer(LabCase):
 @not_under_wine("RLIMIT_NPROC is a Linux limit")
 class ThreadLimit(LabCase):
     def test_200_concurrent_tests_under_64_threads_all_get_their_result(self):
-        """A user of its own, so that other runs as nobody do not share the limit."""
+        """A user of its own, so that no other run shares the limit."""
         tests = [lab_test(f"198.19.0.{i + 2}", f"u{i}", probes=1) for i in range(200)]
-        with Lab("--routers", 1, "--extra-targets", 200, user=(64999, 64999)) as lab:
+        user = 60000 + os.getpid() % 5000
+        with Lab("--routers", 1, "--extra-targets", 200, user=(user, user)) as lab:
             done = subprocess.run(["prlimit", "--nproc=64", "--", *lab.command("json", "-l", "f")],
                                   input=json.dumps(document(tests)) + "\n", capture_output=True,
                                   text=True, env=lab.environment(), timeout=300)
