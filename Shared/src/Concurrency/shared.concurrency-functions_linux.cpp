@@ -19,12 +19,21 @@
 namespace Shared::Concurrency::detail {
 namespace {
 
-std::mutex gAutoResetMutex;
-std::unordered_set<NativeHandle> gAutoReset;
+struct AutoResetRegistry {
+    std::mutex mutex;
+    std::unordered_set<NativeHandle> handles;
+};
+
+// Never destroyed: an abandoned look-up's thread may release its event after main has returned.
+AutoResetRegistry& AutoResets() {
+    static auto* registry = new AutoResetRegistry;
+    return *registry;
+}
 
 bool IsAutoReset(NativeHandle handle) {
-    std::lock_guard lock(gAutoResetMutex);
-    return gAutoReset.contains(handle);
+    auto& registry = AutoResets();
+    std::lock_guard lock(registry.mutex);
+    return registry.handles.contains(handle);
 }
 
 // Non-blocking drain; true when there was a signal to take.
@@ -49,13 +58,15 @@ int RemainingMs(std::chrono::steady_clock::time_point deadline, unsigned long ti
 }  // namespace
 
 void RegisterAutoReset(NativeHandle handle) {
-    std::lock_guard lock(gAutoResetMutex);
-    gAutoReset.insert(handle);
+    auto& registry = AutoResets();
+    std::lock_guard lock(registry.mutex);
+    registry.handles.insert(handle);
 }
 
 void UnregisterAutoReset(NativeHandle handle) {
-    std::lock_guard lock(gAutoResetMutex);
-    gAutoReset.erase(handle);
+    auto& registry = AutoResets();
+    std::lock_guard lock(registry.mutex);
+    registry.handles.erase(handle);
 }
 
 // Nothing is queued to threads here, so an alertable wait is an ordinary one. Waiting for all
