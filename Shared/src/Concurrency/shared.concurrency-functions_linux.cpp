@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <limits>
 #include <mutex>
 #include <unordered_set>
 
@@ -50,9 +51,8 @@ int RemainingMs(std::chrono::steady_clock::time_point deadline, unsigned long ti
     if (timeoutMs == kInfinite) {
         return -1;
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<std::int64_t>(0, left.count()));
+    return static_cast<int>(
+        std::min<unsigned long>(MillisecondsUntil(deadline), std::numeric_limits<int>::max()));
 }
 
 }  // namespace
