@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <random>
 #include <thread>
 
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
@@ -82,14 +81,6 @@ TEST(SharedMap, FindOrInsertKeepsExistingValuesUnderConcurrentIncrements) {
     }
     EXPECT_EQ(counts.Find(L"198.18.9.9")->load(), 4000u);
     EXPECT_EQ(counts.Find(L"absent"), nullptr);
-}
-
-TEST(Scheduler, UnbiasedDrawStaysInRange) {
-    std::mt19937 engine(42);
-    for (int i = 0; i < 20000; ++i) {
-        const auto drawn = DrawBelow(engine, 60000);
-        ASSERT_LT(drawn, 60000u);
-    }
 }
 
 TEST(Scheduler, NormalisesToRelativeWaitsAndArmsTheTimer) {

@@ -1,3 +1,6 @@
+// The built program's exit statuses for what it is handed before any probe: these runs open no
+// socket, so nothing here needs privileges or a lab.
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -5,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 #include <string>
 
 namespace {
@@ -14,11 +18,12 @@ struct Outcome {
     std::string output;
 };
 
-// The built program with nothing on stdin; what it prints on stdout. These runs end before any
-// socket is opened, so nothing here needs privileges.
-Outcome RunHopr(const std::string& arguments) {
+// What it prints on stdout, with `input` on stdin.
+Outcome RunHopr(const std::string& arguments, const std::string& input) {
+    const auto stdinPath = "/tmp/hopr-main-test-" + std::to_string(::getpid());
+    std::ofstream(stdinPath, std::ios::binary) << input;
     const auto command = "HOPR_REGISTRY_FILE=/nonexistent/hopr.reg '" HOPR_BINARY "' " + arguments +
-                         " </dev/null 2>/dev/null";
+                         " <" + stdinPath + " 2>/dev/null";
     FILE* pipe = ::popen(command.c_str(), "r");
     Outcome outcome;
     char buffer[4096];
@@ -26,35 +31,60 @@ Outcome RunHopr(const std::string& arguments) {
         outcome.output.append(buffer, read);
     }
     const int raw = ::pclose(pipe);
+    std::remove(stdinPath.c_str());
     outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
     return outcome;
 }
 
-TEST(ProgramRun, HelpPrintsTheParseMessageAndTheWholeUsageText) {
-    const auto outcome = RunHopr("-h");
-    EXPECT_EQ(outcome.status, 16);
-    EXPECT_EQ(outcome.output,
-              "Failed to parse arguments: This should be caught in your main function, see "
-              "examples\n"
-              "Hopr Trace Route.\n"
-              "Usage: hopr.exe test <Target> --port <Port> --repeats <Repeats> --timeout "
-              "<Timeout> --max-unknown <MaxUknown> --log <n|c|f|b> [--interface "
-              "<InterfaceAddress>]\n"
-              "Explanation:\n"
-              "     * <Target>: String. The URL or IP to TCP trace to.\n"
-              "     * (-p, --port) <Port>: Unsigned integer. The port.\n"
-              "     * (-r, --repeats) <Repeats>: Unsigned integer. The amount of times to repeat "
-              "the test on the same hop/node.\n"
-              "     * (-t --timeout) <Timeout>: Unsigned integer. The amount of time, in seconds, "
-              "to wait before a probe times out.\n"
-              "     * (-u, --max-unknown) <MaxUnknown>: Unsigned integer. The maximum amount of "
-              "sequential non-responses before HOPR gives up.\n"
-              "     * (-l, --log) <n|c|f|b>: String. Logging mode. Pass n for none, c for console "
-              "logging, f for file logging, b for both.\n"
-              "     * (--interface) <interface-address>: String. Optional. The IPv4 of the "
-              "interface to bind to.\n"
-              "\n"
-              "Example: hopr.exe test example.com -p 80 -r 5 -t 2 -u 5 -l f\n");
+TEST(ProgramRun, BadCommandLinesAndBrokenInputEndWithTheDocumentedStatus) {
+    std::string junk, longLine = "[";
+    for (int i = 0; i < 1024; ++i) {
+        junk += static_cast<char>(i % 256);
+    }
+    for (int i = 0; i < 5'000'000; ++i) {
+        longLine += "1,";
+    }
+    const struct {
+        const char* what;
+        const char* arguments;
+        std::string input;
+        int status;
+        const char* output;  // a line of it; for status 80 the exception text
+        bool traced = false;  // the text ends with its stack trace, nothing added after it
+    } cases[] = {
+        {"help", "-h", "", 16,
+         "Usage: hopr.exe test <Target> --port <Port> --repeats <Repeats> --timeout <Timeout> "
+         "--max-unknown <MaxUknown> --log <n|c|f|b> [--interface <InterfaceAddress>]\n"},
+        {"no line at all", "json -l n", "", 80, "Failed reading line from std::cin", true},
+        {"empty line", "json -l n", "\n", 80, "Exception in ", true},
+        {"binary junk", "json -l n", junk + "\n", 80, "Exception in "},
+        {"ten megabyte line", "json -l n", longLine + "1]\n", 80,
+         "Exception in "},
+        {"deep nesting", "json -l n", std::string(200'000, '[') + std::string(200'000, ']') + "\n",
+         80, "Exception in "},
+        {"number overflow", "json -l n", "{\"tests\":[],\"minPort\":1e400}\n", 80, "Exception in "},
+        {"a test without its fields", "json -l n", "{\"tests\": [{\"target\": \"x\"}]}\n", 80,
+         "WinRT failed parsing JSON", true},
+        {"no tests, huge numbers", "json -l n",
+         "{\"tests\":[],\"isSerialised\":false,\"exitEventName\":\"\",\"minPort\":1e300,"
+         "\"maxPort\":-1e300}\n",
+         96, ""},
+    };
+    for (const auto& [what, arguments, input, status, output, traced] : cases) {
+        const auto outcome = RunHopr(arguments, input);
+        EXPECT_EQ(outcome.status, status) << what;
+        EXPECT_THAT(outcome.output, testing::HasSubstr(output)) << what;
+        if (traced) {
+            EXPECT_TRUE(outcome.output.ends_with("Stacktrace:\n") ||
+                        outcome.output.ends_with(std::string(36, '-') + "\n"))
+                << what;
+        }
+        if (status == 96) {
+            EXPECT_EQ(outcome.output, "") << what;
+        }
+    }
+    EXPECT_THAT(RunHopr("-h", "").output,
+                testing::StartsWith("Failed to parse arguments: This should be caught"));
 }
 
 }  // namespace

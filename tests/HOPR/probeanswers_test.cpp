@@ -23,8 +23,11 @@ bool Signalled(const Shared::Concurrency::Event& event) {
 }
 
 // Every probe of a trace quotes one key: only the flight tells whose an answer is.
+// Only a kept answer's router is offered for naming.
 TEST(ProbeAnswers, AnAnswerBelongsToTheProbeInFlightAndIsCountedAnyway) {
-    ProbeAnswers answers;
+    HOPR::ResolutionQueues queues(1);
+    HOPR::RouterNames names(queues, true);
+    ProbeAnswers answers(&names);
     Shared::Concurrency::Event wake(true);
     EXPECT_FALSE(answers.Record(Answer(1, 1)));  // before the first probe: not even counted
     {
@@ -49,6 +52,7 @@ TEST(ProbeAnswers, AnAnswerBelongsToTheProbeInFlightAndIsCountedAnyway) {
     EXPECT_EQ(answers.CountFor(kTarget), 6u);
     EXPECT_EQ(answers.CountFor(kOther), 0u);  // never probed: nothing to tell apart
     EXPECT_EQ(answers.Total(), 8u);
+    EXPECT_EQ(queues[0].Copy(), (std::vector<std::string>{"4.0.0.0", "7.0.0.0"}));
 }
 
 TEST(RouterNames, EachRouterOnceRoundRobinAndNoneWhenDisabled) {

@@ -110,12 +110,6 @@ Bytes Done() {
     return Message(NLMSG_DONE, Raw(0));
 }
 
-Gateways Parse(const Bytes& dump, DumpProgress expected = DumpProgress::Done) {
-    std::vector<RouteNextHop> hops;
-    EXPECT_EQ(ReadRouteMessages(dump, hops), expected);
-    return DefaultGatewaysByInterface(hops);
-}
-
 // A dump with one route of every kind read here; its parts are reused by the damage tests.
 Bytes EveryKindOfRoute() {
     return Join({
@@ -129,68 +123,69 @@ Bytes EveryKindOfRoute() {
     });
 }
 
-TEST(RouteDump, PlainDefaultRouteGivesItsGatewayAndOtherRoutesAreIgnored) {
-    const auto dump = Join({
-        Route({.prefixLength = 24}, Join({Attribute(RTA_DST, Ipv4("198.18.1.0")), Oif(9)})),
-        Route({.type = RTN_BROADCAST}, Oif(9)),
-        Route({.family = AF_INET6}, Oif(9)),
-        Route({}, Join({Oif(2), Gateway("198.18.1.1")})),
-        Route({}, Join({Gateway("198.18.1.254"), Oif(2)})),
-        Done(),
-    });
-    EXPECT_EQ(Parse(dump), (Gateways{{2, {L"198.18.1.1", L"198.18.1.254"}}}));
-}
-
-TEST(RouteDump, OnLinkDefaultAndTheOnLinkHalvesPairAreTheTunnelsGateway) {
+TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
     const auto half = [](const char* destination, int index, const Bytes& extra = {}) {
         return Route({.prefixLength = 1},
                      Join({Attribute(RTA_DST, Ipv4(destination)), Oif(index), extra}));
     };
-    const auto dump = Join({
-        Route({}, Oif(3)),
-        half("0.0.0.0", 3), half("128.0.0.0", 3),   // both forms on one interface: listed once
-        half("128.0.0.0", 4), half("0.0.0.0", 4),   // the pair alone, in either order
-        half("0.0.0.0", 5), half("0.0.0.0", 5),     // one half twice is not the pair
-        half("0.0.0.0", 6), half("128.0.0.0", 7),   // halves on two interfaces neither
-        half("0.0.0.0", 8, Gateway("198.18.8.1")),  // halves through a gateway are not on-link
-        half("128.0.0.0", 8, Gateway("198.18.8.1")),
-        Done(),
-    });
-    EXPECT_EQ(Parse(dump), (Gateways{{3, {L"0.0.0.0"}}, {4, {L"0.0.0.0"}}}));
-}
-
-TEST(RouteDump, MultipathGivesEveryNextHopToItsOwnInterface) {
-    const auto dump = Join({
-        Route({}, Attribute(RTA_MULTIPATH, Join({NextHop(2, Gateway("198.18.1.1")),
-                                                 NextHop(3, Gateway("198.18.2.1")),
-                                                 NextHop(2, Gateway("198.18.1.2"))}))),
-        Done(),
-    });
-    EXPECT_EQ(Parse(dump), (Gateways{{2, {L"198.18.1.1", L"198.18.1.2"}}, {3, {L"198.18.2.1"}}}));
-}
-
-TEST(RouteDump, ViaAnIpv6NextHopIsAGatewayNotAnOnLinkRoute) {
-    const auto dump = Join({
-        Route({}, Join({ViaIpv6("fe80::1"), Oif(2)})),
-        Route({}, Attribute(RTA_MULTIPATH, NextHop(3, ViaIpv6("2001:db8::1")))),
-        Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_INET), Ipv4("198.18.4.1")})),
-                        Oif(4)})),
-        Done(),
-    });
-    EXPECT_EQ(Parse(dump),
-              (Gateways{{2, {L"fe80::1"}}, {3, {L"2001:db8::1"}}, {4, {L"198.18.4.1"}}}));
-}
-
-TEST(RouteDump, DefaultRoutesOfEveryTableCountOnceEach) {
-    const auto dump = Join({
-        Route({}, Join({Gateway("198.18.1.1"), Oif(2)})),
-        Route({.table = 100}, Join({Gateway("198.18.1.1"), Oif(2)})),
-        Route({.table = RT_TABLE_COMPAT},
-              Join({Attribute(RTA_TABLE, Raw(1000u)), Gateway("198.18.9.1"), Oif(2)})),
-        Route({.table = 200}, Oif(3)),
-    });
-    EXPECT_EQ(Parse(dump, DumpProgress::More),
-              (Gateways{{2, {L"198.18.1.1", L"198.18.9.1"}}, {3, {L"0.0.0.0"}}}));
+    const struct {
+        const char* what;
+        Bytes dump;
+        Gateways expected;
+        DumpProgress progress = DumpProgress::Done;
+    } cases[] = {
+        {"plain, other routes ignored",
+         Join({Route({.prefixLength = 24}, Join({Attribute(RTA_DST, Ipv4("198.18.1.0")), Oif(9)})),
+               Route({.type = RTN_BROADCAST}, Oif(9)), Route({.family = AF_INET6}, Oif(9)),
+               Route({}, Join({Oif(2), Gateway("198.18.1.1")})),
+               Route({}, Join({Gateway("198.18.1.254"), Oif(2)})), Done()}),
+         {{2, {L"198.18.1.1", L"198.18.1.254"}}}},
+        {"on-link default and the on-link halves pair",
+         Join({Route({}, Oif(3)),
+               half("0.0.0.0", 3), half("128.0.0.0", 3),   // both forms on one interface: once
+               half("128.0.0.0", 4), half("0.0.0.0", 4),   // the pair alone, in either order
+               half("0.0.0.0", 5), half("0.0.0.0", 5),     // one half twice is not the pair
+               half("0.0.0.0", 6), half("128.0.0.0", 7),   // halves on two interfaces neither
+               half("0.0.0.0", 8, Gateway("198.18.8.1")),  // through a gateway: not on-link
+               half("128.0.0.0", 8, Gateway("198.18.8.1")), Done()}),
+         {{3, {L"0.0.0.0"}}, {4, {L"0.0.0.0"}}}},
+        {"multipath",
+         Join({Route({}, Attribute(RTA_MULTIPATH, Join({NextHop(2, Gateway("198.18.1.1")),
+                                                        NextHop(3, Gateway("198.18.2.1")),
+                                                        NextHop(2, Gateway("198.18.1.2"))}))),
+               Done()}),
+         {{2, {L"198.18.1.1", L"198.18.1.2"}}, {3, {L"198.18.2.1"}}}},
+        {"via an IPv6 next hop is a gateway",
+         Join({Route({}, Join({ViaIpv6("fe80::1"), Oif(2)})),
+               Route({}, Attribute(RTA_MULTIPATH, NextHop(3, ViaIpv6("2001:db8::1")))),
+               Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_INET), Ipv4("198.18.4.1")})),
+                               Oif(4)})),
+               Done()}),
+         {{2, {L"fe80::1"}}, {3, {L"2001:db8::1"}}, {4, {L"198.18.4.1"}}}},
+        {"every table, each gateway once; no end of dump yet",
+         Join({Route({}, Join({Gateway("198.18.1.1"), Oif(2)})),
+               Route({.table = 100}, Join({Gateway("198.18.1.1"), Oif(2)})),
+               Route({.table = RT_TABLE_COMPAT},
+                     Join({Attribute(RTA_TABLE, Raw(1000u)), Gateway("198.18.9.1"), Oif(2)})),
+               Route({.table = 200}, Oif(3))}),
+         {{2, {L"198.18.1.1", L"198.18.9.1"}}, {3, {L"0.0.0.0"}}},
+         DumpProgress::More},
+        {"damaged attributes drop the route instead of making it on-link",
+         Join({Route({}, Join({Attribute(RTA_GATEWAY, Bytes(2)), Oif(2)})),
+               Route({}, Join({Attribute(RTA_VIA, Family(AF_INET6)), Oif(3)})),
+               Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_PACKET), Bytes(6)})), Oif(4)})),
+               Route({}, Attribute(RTA_OIF, Bytes(2))),
+               Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Bytes(3)), Oif(5)})),
+               Route({.prefixLength = 1}, Oif(5)),
+               Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Ipv4("128.0.0.0")), Oif(5)})),
+               Done()}),
+         {}},
+    };
+    for (const auto& [what, dump, expected, progress] : cases) {
+        std::vector<RouteNextHop> hops;
+        EXPECT_EQ(ReadRouteMessages(dump, hops), progress) << what;
+        EXPECT_EQ(DefaultGatewaysByInterface(hops), expected) << what;
+    }
 }
 
 TEST(RouteDump, KernelErrorThrowsWithItsCode) {
@@ -204,20 +199,6 @@ TEST(RouteDump, KernelErrorThrowsWithItsCode) {
     EXPECT_THAT(denied.what(), testing::HasSubstr("GetAdaptersAddresses() failed"));
     // A damaged message's most negative code still gives a code, not undefined behaviour.
     EXPECT_EQ(failure(std::numeric_limits<int>::min()).Code(), 0x80000000u);
-}
-
-TEST(RouteDump, DamagedAttributesDropTheRouteInsteadOfMakingItOnLink) {
-    const auto dump = Join({
-        Route({}, Join({Attribute(RTA_GATEWAY, Bytes(2)), Oif(2)})),
-        Route({}, Join({Attribute(RTA_VIA, Family(AF_INET6)), Oif(3)})),
-        Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_PACKET), Bytes(6)})), Oif(4)})),
-        Route({}, Attribute(RTA_OIF, Bytes(2))),
-        Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Bytes(3)), Oif(5)})),
-        Route({.prefixLength = 1}, Oif(5)),
-        Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Ipv4("128.0.0.0")), Oif(5)})),
-        Done(),
-    });
-    EXPECT_TRUE(Parse(dump).empty());
 }
 
 // Every prefix of a dump, and every length field pointing past the end, copied into a buffer

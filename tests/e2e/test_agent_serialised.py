@@ -1,4 +1,4 @@
-"""Serialised agent runs: port ranges, the stop event, VPN gating, split tunnels, exit codes."""
+"""Serialised agent runs: port ranges, the stop event, VPN gating, split tunnels, no adapter."""
 
 import unittest
 
@@ -71,22 +71,12 @@ class SerialisedRun(LabCase):
         self.assertEqual(hub_addresses(results[0]), ["198.18.60.1", "198.18.3.1"])
         self.assertEqual(hub_addresses(results[1]), ["198.18.1.1", "198.18.2.1", "198.19.0.2"])
 
-    def test_no_usable_adapter_and_bad_input_exit_codes(self):
+    def test_no_usable_adapter_exits_64(self):
         with Lab("--routers", 1, "--no-gateway") as lab:
             no_adapter = lab.run_json(document([lab_test("198.18.2.1", "a")]))
-            empty = lab.run_json(document([]))
-            missing = lab.run("json", "-l", "n", stdin="")
-            broken = lab.run("json", "-l", "n", stdin='{"tests": [{"target": "x"}]}\n')
             log = lab.log()
         self.assertEqual((no_adapter.returncode, no_adapter.stdout), (64, ""))
         self.assertIn("Failed to find an active interface to bind to.", log)
-        self.assertEqual((empty.returncode, empty.stdout), (96, ""))
-        self.assertEqual(missing.returncode, 80)
-        self.assertIn("Failed reading line from std::cin", missing.stdout)
-        self.assertEqual(broken.returncode, 80)
-        self.assertIn("WinRT failed parsing JSON", broken.stdout)
-        # The composed text ends with its stack trace; nothing is added after it.
-        self.assertRegex(broken.stdout, r"(Stacktrace:|-{36})\n$")
 
 
 if __name__ == "__main__":

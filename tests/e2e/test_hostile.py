@@ -1,4 +1,5 @@
-"""Hostile input: forged answers flooding the probes' port, broken standard input."""
+"""Hostile input: forged answers flooding the probes' port. Broken standard input needs no
+network: the unit tests run the program with it."""
 
 import json
 import os
@@ -55,29 +56,6 @@ class HostileInput(LabCase):
         if os.environ.get("HOPR_SANITIZE"):
             return  # a sanitizer's allocator holds freed memory back
         self.assertLess(stormy_kb - calm_kb, 4096, f"{calm_kb} KiB calm, {stormy_kb} KiB flooded")
-
-    def test_broken_standard_input_ends_with_the_documented_status(self):
-        cases = {
-            "empty line": (b"\n", 80),
-            "no line at all": (b"", 80),
-            "binary junk": (bytes(range(256)) * 4 + b"\n", 80),
-            "ten megabyte line": (b"[" + b"1," * 5_000_000 + b"1]\n", 80),
-            "deep nesting": (b"[" * 200_000 + b"]" * 200_000 + b"\n", 80),
-            "number overflow": (b'{"tests":[],"minPort":1e400}\n', 80),
-            "huge but valid numbers": (
-                b'{"tests":[],"isSerialised":false,"exitEventName":"","minPort":1e300,'
-                b'"maxPort":-1e300}\n', 96),
-        }
-        with Lab("--routers", 1) as lab:
-            for name, (stdin, status) in cases.items():
-                with self.subTest(name):
-                    done = lab.run("json", "-l", "n", stdin=stdin, timeout=60)
-                    self.assertEqual(done.returncode, status,
-                                     done.stdout[-500:] + done.stderr[-500:])
-                    if status == 96:
-                        self.assertEqual(done.stdout, b"")
-                    else:
-                        self.assertIn(b"Exception in ", done.stdout)
 
 
 if __name__ == "__main__":
