@@ -1,41 +1,60 @@
-"""Client routing tables seen on real hosts: an ECMP default route and full-tunnel VPN routes."""
+"""Routes seen on real hosts: an ECMP default route, a router balancing per flow, and the routes
+of a full-tunnel VPN client."""
 
+import json
+import subprocess
 import unittest
 
-from lab import (NO_TUNNEL_UNDER_WINE, Lab, LabCase, document, hub_addresses, lab_test,
-                 not_under_wine, require_root)
-
-
-def setUpModule():
-    require_root()
+from lab import (NO_TUNNEL_UNDER_WINE, WINE, LabCase, document, hub_addresses, lab_test,
+                 not_under_wine)
 
 
 def hub_hosts(result):
     return [hub["host"] for hub in result["report"]["hubs"]]
 
 
-class Routes(LabCase):
-    def test_a_multipath_default_route_is_a_usable_gateway(self):
-        with Lab("--routers", 2, "--multipath") as lab:
-            routes = lab.client_ip("route", "show", "table", "all")
-            results = self.assert_ok(lab.run("test", "target.lab", "-p", 80, "-r", 2, "-t", 1,
-                                             "-u", 3, "-l", "n"))
-        self.assertEqual(routes.count("default"), 1, routes)
-        self.assertIn("nexthop via 198.18.62.1", routes)
-        # r1 answers from the address of whichever link the probes' adapter is on.
-        self.assertEqual(hub_hosts(results[0]), ["r1.lab", "r2.lab", "target.lab"])
+class MultipathAndFlowBalancing(LabCase):
+    """The client's only default route is one ECMP route over two links to router 1; router 2
+    spreads flows over the silent router 3 and the answering router 3b."""
+
+    layout = ("--routers", 5, "--silent", 3, "--balance", 2, "--multipath")
+
+    def test_each_trace_has_a_gateway_and_is_one_flow_so_a_balanced_hop_is_one_branch(self):
+        """A trace is one flow, so its hop 3 is one branch in every one of 8 traces: never a
+        loss that no probe suffered. Router 1 answers from the link the probes leave on."""
+        arguments = ("test", "198.18.6.1", "-p", 80, "-r", 3, "-t", 1, "-u", 3, "-l", "n")
+        traces = [subprocess.Popen(self.command(*arguments), stdout=subprocess.PIPE,
+                                   text=True, env=self.environment()) for _ in range(8)]
+        for trace in traces:
+            result = json.loads(trace.communicate(timeout=120)[0])[0]
+            hub = result["report"]["hubs"][2]
+            self.assertIn((hub["address"], hub["loss"]), [("198.18.70.1", 0), ("0.0.0.0", 100)])
+            self.assertEqual(hub_hosts(result)[:2], ["r1.lab", "r2.lab"])
+            self.assertEqual(hub_addresses(result)[3:], ["198.18.4.1", "198.18.5.1", "198.18.6.1"])
+
+
+class FullTunnel(LabCase):
+    """Beside the default route via router 1, 0.0.0.0/1 and 128.0.0.0/1 on-link on the tunnel
+    interface 198.18.60.2, through router u1, and no rule per source address."""
+
+    layout = ("--routers", 3, "--full-tunnel", "--extra-targets", 1)
 
     @not_under_wine(NO_TUNNEL_UNDER_WINE)
-    def test_full_tunnel_routes_keep_plain_probes_on_the_physical_path(self):
+    def test_plain_probes_stay_on_the_physical_path_and_split_ones_take_the_tunnel(self):
         tests = [lab_test("target.lab", "plain"),
                  lab_test("t1.lab", "split", isSplitTunnel=True)]
-        with Lab("--routers", 3, "--full-tunnel", "--extra-targets", 1) as lab:
-            rules = lab.client_ip("rule")
-            results = self.assert_ok(lab.run_json(document(tests, serialised=True), timeout=120))
-        self.assertNotIn("198.18.60.2", rules)
-        plain, split = results
+        plain, split = self.assert_ok(self.run_json(document(tests, serialised=True)))
         self.assertEqual(hub_addresses(split), ["198.18.60.1", "198.19.0.2"])
         self.assertEqual(hub_hosts(plain), ["r1.lab", "r2.lab", "r3.lab", "target.lab"])
+
+    def test_interface_option_binds_the_probes_to_the_tunnel(self):
+        results = self.assert_ok(self.run_hopr("test", "198.18.4.1", "-p", 80, "-r", 2, "-t", 1,
+                                              "-u", 3, "-l", "f", "--interface", "198.18.60.2"))
+        log = self.log()
+        self.assertEqual(hub_addresses(results[0]), ["198.18.60.1", "198.18.4.1"])
+        # hopr.exe listens on raw sockets; Wine reports the tunnel adapter with no gateway.
+        self.assertIn("The listener physical interface IP address to bind to is: 198.18.60.2"
+                      if WINE else "Virtual interface: 198.18.60.2", log)
 
 
 if __name__ == "__main__":
