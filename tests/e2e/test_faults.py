@@ -2,6 +2,7 @@
 going away, names that hang, standard output gone. None hangs; standard output holds the whole
 JSON array or nothing."""
 
+import json
 import os
 import signal
 import subprocess
@@ -66,19 +67,20 @@ class Faults(LabCase):
         self.assertEqual([h["address"] for h in hubs], ANSWERING[:2] + ["0.0.0.0"] + ANSWERING[2:])
         self.assertEqual([h["host"] for h in hubs], ANSWERING[:2] + ["???"] + ANSWERING[2:])
 
-    def test_sigterm_while_target_names_hang_writes_a_result_per_test_at_once(self):
-        self.settings("")  # the default limit, 15 s
+    def test_sigterm_before_the_input_line_kills_and_while_target_names_hang_ends_the_run(self):
+        """Before the input line the signal's default action; once it is read every test gets
+        a result at once, also those whose target's look-up hangs."""
+        self.settings("")  # the default look-up limit, 15 s
         tests = [lab_test(f"hangs{i}.lab", f"u{i}") for i in range(3)]
-        process = self.start("json", "-l", "c", line=document(tests))
-        time.sleep(3)
-        process.send_signal(signal.SIGTERM)
-        signalled = time.monotonic()
-        with process.stdout:
-            output = process.stdout.read()
-        self.assertEqual(process.wait(timeout=60), 0)
-        self.assertLessEqual(time.monotonic() - signalled, 3)
-        results = results_of(output.splitlines())
-        self.assertEqual([(r["testUuid"], r["report"]["hubs"]) for r in results],
+        for line, status in ((None, -signal.SIGTERM), (document(tests), 0)):
+            process = self.start("json", "-l", "n", line=line)
+            time.sleep(3)
+            process.send_signal(signal.SIGTERM)
+            signalled = time.monotonic()
+            output = process.communicate(timeout=60)[0]
+            self.assertEqual(process.returncode, status)
+            self.assertLessEqual(time.monotonic() - signalled, 3)
+        self.assertEqual([(r["testUuid"], r["report"]["hubs"]) for r in json.loads(output)],
                          [("u0", []), ("u1", []), ("u2", [])])
 
     def test_closed_output_is_neither_a_silent_death_nor_taken_over_by_the_log_file(self):
@@ -96,12 +98,7 @@ class Faults(LabCase):
         # Once in its log line; a second copy would be the results written into the log file.
         self.assertEqual(self.log().count('[{"networkObjectDomainOrIpIndex"'), 1)
 
-    def test_sigterm_before_the_input_ends_the_process_and_during_start_delays_ends_the_run(self):
-        waiting = self.start("json", "-l", "n")
-        time.sleep(1)
-        waiting.send_signal(signal.SIGTERM)
-        self.assertEqual(waiting.communicate(timeout=30)[0], "")
-        self.assertEqual(waiting.returncode, -signal.SIGTERM)
+    def test_sigterm_during_concurrent_start_delays_ends_the_run_at_once(self):
         process = self.start("json", "-l", "c", line=document([lab_test("198.18.5.1", "a"),
                                                                lab_test("198.18.2.1", "b")]))
         # The delays are drawn from 1 to 60 s: a run not stopped would take up to a minute.
@@ -110,7 +107,6 @@ class Faults(LabCase):
         self.assertEqual(process.returncode, 0)
         self.assertLess(after, 20)
         self.assertEqual([r["testUuid"] for r in results_of(lines)], ["a", "b"])
-
 
 if __name__ == "__main__":
     unittest.main()
