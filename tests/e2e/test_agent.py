@@ -56,8 +56,9 @@ class AgentRuns(LabCase):
         self.assertEqual([h["sent"] for h in short[0]["report"]["hubs"]], [2, 2, 1])
         self.assertEqual(short[1]["report"]["hubs"], [])
         self.assertIn("Sequential tracing is exiting due port exhaustion.", log)
-        self.assertEqual([hub_addresses(r) for r in whole],
-                         [path("198.18.3.1"), path("198.19.0.2")])
+        # A port left in TIME_WAIT would have failed the probes to the same target.
+        self.assertEqual([[(h["address"], h["loss"]) for h in r["report"]["hubs"]] for r in whole],
+                         [[(a, 0) for a in path(t)] for t in ("198.18.3.1", "198.19.0.2")])
         self.assertNotIn("exiting due received signal", log)
 
     def test_the_vpn_state_from_the_settings_gates_serialised_tests(self):
