@@ -180,8 +180,7 @@ class LabCase(unittest.TestCase):
         os.write(fifo, b"x")
         os.close(fifo)
 
-    def client_ip(self, *arguments):
-        """Changes the client namespace with `ip`, e.g. client_ip("link", "set", ...)."""
+    def client_ip(self, *arguments):  # e.g. client_ip("link", "set", ...)
         subprocess.run(["ip", "-n", f"{self.name}c", *arguments], check=True)
 
     def command(self, *arguments, as_root=False):

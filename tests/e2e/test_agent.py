@@ -7,7 +7,8 @@ import unittest
 
 from lab import WINE, LabCase, document, hub_addresses, lab_test
 
-VPN_KEY = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\n"
+SETTINGS = ('[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\n"tunnel-status"="internal"\n'
+            '[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia\\Config]\n"MinimumLogLevel"="debug"\n')
 TRACE = ("test", "198.18.3.1", "-p", 80, "-r", 1, "-t", 1, "-u", 2, "-l", "f")
 
 
@@ -42,8 +43,7 @@ class AgentRuns(LabCase):
 
     def test_serialised_runs_use_their_port_range_and_leave_it_free_for_the_next(self):
         """A stop request left as a file before any run is replaced, not obeyed; a range of 5
-        ports runs out in the first test; a probe that connected was reset, so the next run
-        probes again from the same port."""
+        ports runs out in the first test; the next run probes again from the same port."""
         tests = [lab_test("198.18.3.1", "a"), lab_test("198.19.0.2", "b")]
         if not WINE:  # what `printf x > FIFO` leaves when no run made the FIFO
             pathlib.Path(self.events, "again").write_text("x", encoding="utf-8")
@@ -60,16 +60,20 @@ class AgentRuns(LabCase):
         self.assertEqual([[(h["address"], h["loss"]) for h in r["report"]["hubs"]] for r in whole],
                          [[(a, 0) for a in path(t)] for t in ("198.18.3.1", "198.19.0.2")])
         self.assertNotIn("exiting due received signal", log)
+        self.assertNotIn("[debug]", log)
 
-    def test_the_vpn_state_from_the_settings_gates_serialised_tests(self):
+    def test_the_vpn_state_and_the_log_level_from_the_settings(self):
+        """The internal VPN state gates the untrusted test; the debug level dumps the answers."""
         tests = [lab_test("198.18.3.1", "untrusted"),
                  lab_test("198.19.0.2", "trusted", muRunTestsFromTrustedNetworks=True)]
-        self.settings(VPN_KEY + '"tunnel-status"="internal"\n')
+        self.settings(SETTINGS)
         results = self.assert_ok(self.run_json(document(tests, serialised=True)))
+        log = self.log()
         self.assertEqual([r["testUuid"] for r in results], ["untrusted", "trusted"])
         self.assertEqual([hub_addresses(r) for r in results], [[], path("198.19.0.2")])
         self.assertIn("HOPR test untrusted is not being run because it's not configured to run "
-                      "in internal VPN state.", self.log())
+                      "in internal VPN state.", log)
+        self.assertIn("[debug] ========== Dumping hopProbeResponses", log)
 
     def test_an_unresolvable_target_gives_no_result_and_no_default_route_status_64(self):
         missing = self.run_hopr("test", "nowhere.invalid", *TRACE[2:])

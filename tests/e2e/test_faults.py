@@ -1,6 +1,5 @@
-"""Faults of a run, behind a name server that never answers: SIGTERM, the link or the address
-going away, names that hang, standard output gone. None hangs; standard output holds the whole
-JSON array or nothing."""
+"""Faults of a run behind a name server that never answers: SIGTERM, the link or the address
+gone, names that hang, standard output gone. None hangs; the JSON array is whole or absent."""
 
 import json
 import os

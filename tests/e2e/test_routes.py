@@ -8,14 +8,13 @@ from lab import WINE, LabCase, document, hub_addresses, lab_test, not_under_wine
 
 
 class MultipathAndFlowBalancing(LabCase):
-    """The client's only default route is one ECMP route over two links to router 1; router 2
-    spreads flows over the silent router 3 and the answering router 3b."""
+    """One ECMP default route over two links to router 1; router 2 balances per flow."""
 
     layout = ("--routers", 5, "--silent", 3, "--balance", 2, "--multipath")
 
     def test_each_trace_has_a_gateway_and_is_one_flow_so_a_balanced_hop_is_one_branch(self):
-        """A trace is one flow, so its hop 3 is one branch in every one of 8 traces: never a
-        loss that no probe suffered. Router 1 answers from the link the probes leave on."""
+        """A trace is one flow, so its hop 3, behind router 2, is one of the silent router 3 and
+        the answering 3b in every one of 8 traces: never a loss that no probe suffered."""
         arguments = ("test", "198.18.6.1", "-p", 80, "-r", 3, "-t", 1, "-u", 3, "-l", "n")
         for trace in [self.start(*arguments) for _ in range(8)]:
             hubs = json.loads(trace.communicate(timeout=120)[0])[0]["report"]["hubs"]
@@ -27,8 +26,7 @@ class MultipathAndFlowBalancing(LabCase):
 
 
 class FullTunnel(LabCase):
-    """Beside the default route via router 1, 0.0.0.0/1 and 128.0.0.0/1 on-link on the tunnel
-    interface 198.18.60.2, through router u1, and no rule per source address."""
+    """Beside the default route, 0.0.0.0/1 and 128.0.0.0/1 on the tunnel 198.18.60.2."""
 
     layout = ("--routers", 3, "--full-tunnel", "--extra-targets", 1)
 

@@ -22,7 +22,7 @@ TRACE = ("test", "198.18.4.1", "-p", 80, "-r", 2, "-t", 1, "-u", 3, "-l", "f")
 
 def capabilities_while_tracing(process):
     """The (CapEff, CapPrm, CapBnd) sets of the run's threads once there are two: the listener
-    threads start only after the drop. `ip netns exec` runs hopr in its own process."""
+    threads start only after the drop. `ip netns exec` becomes hopr: the pid is hopr's."""
     while process.poll() is None:
         seen = []
         for status in glob.glob(f"/proc/{process.pid}/task/*/status"):
