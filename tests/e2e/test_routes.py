@@ -26,9 +26,10 @@ class MultipathAndFlowBalancing(LabCase):
 
 
 class FullTunnel(LabCase):
-    """Beside the default route, 0.0.0.0/1 and 128.0.0.0/1 on the tunnel 198.18.60.2."""
+    """Beside the default route, 0.0.0.0/1 and 128.0.0.0/1 on the tunnel 198.18.60.2. The name
+    server refuses: routers not in the hosts file keep their addresses as names."""
 
-    layout = ("--routers", 3, "--full-tunnel", "--extra-targets", 1)
+    layout = ("--routers", 3, "--full-tunnel", "--extra-targets", 1, "--dns", "refusing")
 
     @not_under_wine("Wine reports no gateway for an on-link default route, so hopr.exe finds no "
                     "tunnel adapter")
@@ -38,7 +39,7 @@ class FullTunnel(LabCase):
         plain, split = self.assert_ok(self.run_json(document(tests, serialised=True)))
         self.assertEqual(hub_addresses(split), ["198.18.60.1", "198.19.0.2"])
         self.assertEqual([h["host"] for h in plain["report"]["hubs"]],
-                         ["r1.lab", "r2.lab", "r3.lab", "target.lab"])
+                         ["198.18.1.1", "198.18.2.1", "198.18.3.1", "target.lab"])
 
     def test_interface_option_binds_the_probes_to_the_tunnel(self):
         results = self.assert_ok(self.run_hopr("test", "198.18.4.1", "-p", 80, "-r", 2, "-t", 1,

@@ -17,7 +17,6 @@ grep -qxF 'Usage: hopr.exe test <Target> --port <Port> --repeats <Repeats> --tim
   || fail "usage line"
 grep -qxF 'Example: hopr.exe test example.com -p 80 -r 5 -t 2 -u 5 -l f' <<<"$out" || fail "example line"
 
-# The log file lives beside the executable.
 folder="$work/tëst-日本"
 mkdir "$folder"
 cp "$1" "$folder/hopr.exe"
