@@ -14,8 +14,7 @@ int wmain(int argc, wchar_t** argv) {
     }
     const HANDLE event = ::OpenEventW(EVENT_MODIFY_STATE, FALSE, argv[1]);
     if (event == nullptr) {
-        const auto error = ::GetLastError();
-        std::fwprintf(stderr, L"OpenEventW(%ls) failed: %lu\n", argv[1], error);
+        std::fwprintf(stderr, L"OpenEventW(%ls) failed: %lu\n", argv[1], ::GetLastError());
         return 1;
     }
     const bool signalled = ::SetEvent(event) != FALSE;
