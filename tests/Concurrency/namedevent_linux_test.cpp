@@ -19,25 +19,15 @@ namespace {
 using namespace Shared::Concurrency;
 using namespace std::chrono_literals;
 
-class NamedEvent : public testing::Test {
-protected:
-    void SetUp() override {
-        directory_ = "/tmp/hopr-events-" + std::to_string(::getpid());
-        ::setenv("HOPR_EVENT_DIR", directory_.c_str(), 1);
-    }
-    void TearDown() override {
-        ::unsetenv("HOPR_EVENT_DIR");
-        std::filesystem::remove_all(directory_);
-    }
-    std::string directory_;
-};
-
-TEST_F(NamedEvent, ShellWriteSignalsAndTheFifoGoesAwayWithItsCreator) {
+// Named events live in HOPR_EVENT_DIR, here a directory of this test's own.
+TEST(NamedEvent, ShellWriteSignalsTheFifoGoesAwayWithItsCreatorAndAStaleFileIsReplaced) {
+    const auto directory = "/tmp/hopr-events-" + std::to_string(::getpid());
+    ::setenv("HOPR_EVENT_DIR", directory.c_str(), 1);
     std::string path;
     {
         Event exitEvent(true, false, L"Global\\hopr exit");
         path = Event::PathForName(L"Global\\hopr exit");
-        EXPECT_EQ(path, directory_ + "/Global%5Chopr%20exit");
+        EXPECT_EQ(path, directory + "/Global%5Chopr%20exit");
         EXPECT_FALSE(exitEvent.WaitOnEvent(0, false));
         std::thread writer([&] {
             std::this_thread::sleep_for(30ms);
@@ -52,17 +42,20 @@ TEST_F(NamedEvent, ShellWriteSignalsAndTheFifoGoesAwayWithItsCreator) {
     EXPECT_THAT(WhatOf<Shared::Exception::Win32Exception>(
                     [] { Event missing(true, true, L"nobody-made-this"); }),
                 testing::HasSubstr("Failed to create or open event nobody-made-this"));
-}
 
-TEST_F(NamedEvent, AFileLeftByAWriteWithNoFifoIsReplacedAndDoesNotStopTheRun) {
-    std::filesystem::create_directories(directory_);
-    const auto path = Event::PathForName(L"hopr-stop");
-    std::ofstream(path) << 'x';
+    // A file left by a write with no FIFO to read it does not stop the next run.
+    const auto stale = Event::PathForName(L"hopr-stop");
+    std::filesystem::create_directories(directory);
+    std::ofstream(stale) << 'x';
     const CapturedLog log;
-    Event exitEvent(true, false, L"hopr-stop");
-    EXPECT_TRUE(std::filesystem::is_fifo(path));
-    EXPECT_FALSE(exitEvent.WaitOnEvent(0, false));
+    {
+        Event exitEvent(true, false, L"hopr-stop");
+        EXPECT_TRUE(std::filesystem::is_fifo(stale));
+        EXPECT_FALSE(exitEvent.WaitOnEvent(0, false));
+    }
     EXPECT_THAT(log.Text(), testing::HasSubstr("not a FIFO, a stale stop request"));
+    ::unsetenv("HOPR_EVENT_DIR");
+    std::filesystem::remove_all(directory);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <numeric>
 #include <string>
 
 namespace {
@@ -37,10 +38,8 @@ Outcome RunHopr(const std::string& arguments, const std::string& input) {
 }
 
 TEST(ProgramRun, BadCommandLinesAndBrokenInputEndWithTheDocumentedStatus) {
-    std::string junk, longLine = "[";
-    for (int i = 0; i < 1024; ++i) {
-        junk += static_cast<char>(i % 256);
-    }
+    std::string junk(1024, '\0'), longLine = "[";
+    std::iota(junk.begin(), junk.end(), '\0');
     for (int i = 0; i < 5'000'000; ++i) {
         longLine += "1,";
     }
@@ -58,8 +57,7 @@ TEST(ProgramRun, BadCommandLinesAndBrokenInputEndWithTheDocumentedStatus) {
         {"no line at all", "json -l n", "", 80, "Failed reading line from std::cin", true},
         {"empty line", "json -l n", "\n", 80, "Exception in ", true},
         {"binary junk", "json -l n", junk + "\n", 80, "Exception in "},
-        {"ten megabyte line", "json -l n", longLine + "1]\n", 80,
-         "Exception in "},
+        {"ten megabyte line", "json -l n", longLine + "1]\n", 80, "Exception in "},
         {"deep nesting", "json -l n", std::string(200'000, '[') + std::string(200'000, ']') + "\n",
          80, "Exception in "},
         {"number overflow", "json -l n", "{\"tests\":[],\"minPort\":1e400}\n", 80, "Exception in "},

@@ -1,28 +1,26 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <iostream>
 #include <vector>
-#include <sstream>
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Util/shared.util-flagfallback.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
-#include "support/thrown.hpp"
 
 namespace {
 
 using Shared::Util::ConvertStringType;
 
-TEST(Strings, ConvertsBothWays) {
+TEST(Strings, ConvertsBothWaysAndComparesIgnoringCaseAtExactLength) {
     EXPECT_EQ(ConvertStringType(std::wstring_view()), "");
     EXPECT_EQ(ConvertStringType(std::string_view()), L"");
     const std::string utf8 = "r\xC3\xA9seau \xE2\x82\xAC \xF0\x9F\x9A\x80";
     EXPECT_EQ(ConvertStringType(ConvertStringType(utf8)), utf8);
     // The rocket is a surrogate pair in UTF-16.
     EXPECT_EQ(ConvertStringType(utf8).size(), sizeof(wchar_t) == 2 ? 11u : 10u);
+    EXPECT_TRUE(Shared::Util::EqualsIgnoreCase(L"CoNsOlE", L"console"));
+    EXPECT_FALSE(Shared::Util::EqualsIgnoreCase(L"console ", L"console"));
 }
 
 TEST(Strings, UnsupportedFlagsAreDroppedOnlyWhenTheSystemCallsThemInvalid) {
@@ -38,21 +36,6 @@ TEST(Strings, UnsupportedFlagsAreDroppedOnlyWhenTheSystemCallsThemInvalid) {
     tried.clear();
     EXPECT_EQ(ConvertWithFlagFallback(refusing, [] { return 1113u; }), 0);  // no mapping
     EXPECT_EQ(tried, (std::vector<std::uint32_t>{0x400}));
-}
-
-TEST(Strings, CaseInsensitiveEqualityIsLengthExact) {
-    EXPECT_TRUE(Shared::Util::EqualsIgnoreCase(L"CoNsOlE", L"console"));
-    EXPECT_FALSE(Shared::Util::EqualsIgnoreCase(L"console ", L"console"));
-}
-
-TEST(Strings, ReadStdLineReturnsLinesThenThrowsAtEnd) {
-    std::istringstream input("first\nlast without newline");
-    auto* saved = std::cin.rdbuf(input.rdbuf());
-    EXPECT_EQ(Shared::Util::ReadStdLine(), "first");
-    EXPECT_EQ(Shared::Util::ReadStdLine(), "last without newline");
-    EXPECT_THAT(WhatOf<std::runtime_error>([] { Shared::Util::ReadStdLine(); }),
-                testing::HasSubstr("Failed reading line from std::cin"));
-    std::cin.rdbuf(saved);
 }
 
 }  // namespace
