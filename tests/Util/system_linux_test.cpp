@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <string>
 
+#include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Exception/shared.exception-errortext.hpp"
-#include "Shared/src/Exception/shared.exception-errortext.hpp"
+#include "Shared/src/Log/shared.log-directory.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 #include "Shared/src/Util/shared.util-system.hpp"
 #include "Shared/src/Util/shared.util-system_linux.hpp"
@@ -77,6 +80,32 @@ TEST(ErrorText, ComesFromTheCLibraryAndResolver) {
     using namespace Shared::Exception;
     EXPECT_EQ(TranslateSystemError(2), "No such file or directory");
     EXPECT_EQ(TranslateModuleError(0xC000000D, ErrorModule::NtDll), "The parameter is incorrect.");
+}
+
+// An installed program writes outside /usr; one in a build tree (this test) beside itself.
+TEST(LogDirectory, InstalledOutsideUsrElseBesideTheProgram) {
+    using Log::ChooseLogDirectory;
+    EXPECT_EQ(ChooseLogDirectory({.executableDirectory = "/usr/bin", .isRoot = true,
+                                  .xdgStateHome = "/s", .home = "/root"}),
+              "/var/log/hopr");
+    EXPECT_EQ(ChooseLogDirectory({.executableDirectory = "/usr/local/bin",
+                                  .xdgStateHome = "/srv/state", .home = "/home/ann"}),
+              "/srv/state/hopr");
+    for (const auto* relativeOrNone : {"", "state"}) {  // a relative XDG_STATE_HOME is ignored
+        EXPECT_EQ(ChooseLogDirectory({.executableDirectory = "/usr/bin",
+                                      .xdgStateHome = relativeOrNone, .home = "/home/ann"}),
+                  "/home/ann/.local/state/hopr");
+    }
+    EXPECT_THROW(ChooseLogDirectory({.executableDirectory = "/usr/bin", .home = ""}),
+                 Shared::Exception::RuntimeError);
+    for (const auto* directory : {"/home/ann/hopr/build", "/usrlocal/bin", "/opt/usr/bin"}) {
+        EXPECT_EQ(ChooseLogDirectory({.executableDirectory = directory, .isRoot = true,
+                                      .xdgStateHome = "/s", .home = "/root"}),
+                  directory);
+    }
+    const auto self = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    ASSERT_FALSE(self.string().starts_with("/usr/"));
+    EXPECT_EQ(Log::LogDirectory(), self.string());
 }
 
 }  // namespace
