@@ -46,6 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const HOPR::ProbeAnswers answers;
     HOPR::HostNames names;
-    Shared::Json::ObjectStringVectorToJSON({HOPR::GenerateMtrResults(test, probes, answers, names)});
+    const auto text = HOPR::GenerateMtrResults(test, probes, answers, names);
+    Shared::Json::ObjectStringVectorToJSON({text});
     return 0;
 }
