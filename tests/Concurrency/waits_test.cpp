@@ -79,19 +79,25 @@ TEST(Waits, TimerAtZeroFiresAtOnceFiftyMillisecondsNotEarlyAndCancelledNever) {
     EXPECT_FALSE(WaitFor(timer.Handle(), 60, false));
 }
 
-// A copied event is a second handle to the same kernel object, not a second event.
-TEST(Handles, AllOnesIsEmptyAndACopyIsTheSameObject) {
-    EXPECT_FALSE(Shared::Raii::Win32Handle().IsValid());
+TEST(Handles, AllOnesIsEmptyAndDuplicatesKeepInheritability) {
+    Shared::Raii::Win32Handle empty;
+    EXPECT_FALSE(empty.IsValid());
     EXPECT_EQ(Shared::Raii::Win32Handle::DuplicatePassedHandle(Shared::Raii::kNullHandle, true),
               Shared::Raii::kNullHandle);
-    Event event;
-    const Event copy(event);
-    EXPECT_NE(copy.Handle(), event.Handle());
-    event.Signal();
-    EXPECT_TRUE(WaitFor(copy.Handle(), 0, false));
-}
+    EXPECT_THROW(empty.SetInheritability(true), Shared::Exception::RuntimeError);
 
-using namespace Shared::Concurrency;
+    Event event;
+    Shared::Raii::Win32Handle duplicate(
+        Shared::Raii::Win32Handle::DuplicatePassedHandle(event.Handle(), true));
+    EXPECT_TRUE(duplicate.IsInheritable());
+    duplicate.SetInheritability(false);
+    EXPECT_FALSE(duplicate.IsInheritable());
+    Shared::Raii::Win32Handle copy(duplicate);
+    EXPECT_NE(copy.Get(), duplicate.Get());
+    EXPECT_FALSE(copy.IsInheritable());
+    event.Signal();
+    EXPECT_TRUE(WaitFor(copy.Get(), 0, false));  // the same kernel object
+}
 
 bool Signalled(const Event& event) {
     return WaitFor(event.Handle(), 0, false);
