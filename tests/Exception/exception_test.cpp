@@ -1,8 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
 #include "Shared/src/Exception/shared.exception-baseexception.hpp"
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
+#include "support/thrown.hpp"
 
 namespace {
 
@@ -12,80 +19,73 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-TEST(ExceptionText, BaseExceptionUsesLocationFormWithModulePath) {
-    const RuntimeError error("Handle is null or invalid.");
-    const std::string text = error.what();
-    EXPECT_THAT(text, StartsWith("Exception in "));
+constexpr int kFailLine = __LINE__ + 2;
+[[gnu::noinline]] void FailInNamedFunction() {
+    throw RuntimeError("named failure");
+}
+
+[[gnu::noinline]] void FailWithCode() {
+    throw Win32Exception("op failed", 2);
+}
+
+template <int N>
+struct PaddingTypeWhoseNameMakesTheSymbolLong {};
+
+template <typename... Padding>
+[[gnu::noinline]] void FailInLongNamedFunction() {
+    throw RuntimeError("long name");
+}
+
+template <int... N>
+void FailInLongNamedFunctionFor(std::integer_sequence<int, N...>) {
+    FailInLongNamedFunction<PaddingTypeWhoseNameMakesTheSymbolLong<N>...>();
+}
+
+static_assert(std::is_base_of_v<std::invalid_argument, InvalidArgument>);
+
+TEST(ExceptionText, EachKindHasItsForm) {
+    const std::string base = RuntimeError("Handle is null or invalid.").what();
     // The module is named by its path in the repository, without extension.
-    EXPECT_THAT(text, HasSubstr("() at tests/Exception/exception_test:"));
+    EXPECT_THAT(base, StartsWith("Exception in "));
+    EXPECT_THAT(base, HasSubstr("() at tests/Exception/exception_test:"));
+    EXPECT_THAT(base, HasSubstr(" --> Handle is null or invalid.\nStacktrace:\n"));
     EXPECT_EQ(ModulePathOf("/elsewhere/file"), "/elsewhere/file");
-    EXPECT_THAT(text, HasSubstr(" --> Handle is null or invalid.\nStacktrace:\n"));
-    const InvalidArgument invalid("handles is empty");
-    EXPECT_NE(dynamic_cast<const std::invalid_argument*>(&invalid), nullptr);
-}
 
-TEST(ExceptionText, Win32CodeZeroHasNoTranslationAndNoHint) {
-    const Win32Exception error("Failed to set timer", 0);
-    const std::string text = error.what();
-    EXPECT_THAT(text, StartsWith("Exception in function "));
-    EXPECT_THAT(text, HasSubstr(": Failed to set timer\nStacktrace:\n"));
-    EXPECT_THAT(text, Not(HasSubstr(" --> ")));
-    EXPECT_EQ(error.Code(), 0u);
-}
-
-TEST(ExceptionText, Win32CodesAreTranslatedHintedAndPrintedUnsigned) {
-    const Win32Exception known("op failed", 2);
-    EXPECT_THAT(known.what(),
-                HasSubstr(" --> " + TranslateSystemError(2) + " (error code 0X2)\n"));
-
-    const Win32Exception dns("op failed", 12007);
-    EXPECT_THAT(dns.what(),
-                HasSubstr(" --> Failed to translate Win32 error code: 12007 (error code 0X2EE7)"));
-    EXPECT_THAT(dns.what(), EndsWith(HintFor(12007)));
-
-    const Win32Exception allOnes("op failed", 0xFFFFFFFF);
-    EXPECT_THAT(allOnes.what(), HasSubstr("Failed to translate Win32 error code: 4294967295"));
-    EXPECT_EQ(allOnes.Code(), 0xFFFFFFFFu);
-}
-
-TEST(ExceptionText, WinSockNeverHintsAndNtStatusAndComHaveTheirForms) {
-    const Shared::WinSock::WinSockException socket("connect() failed", 12002);
-    EXPECT_THAT(socket.what(), Not(HasSubstr(HintFor(12002))));
-    EXPECT_THAT(socket.what(), HasSubstr(": connect() failed --> "));
-
-    const NtStatusException status("RtlIpv4StringToAddressW() failed", 0xC000000D);
-    EXPECT_THAT(status.what(),
-                HasSubstr(" --> " + TranslateModuleError(0xC000000D, ErrorModule::NtDll) +
-                          " (NTSTATUS code 0XC000000D).\n"));
-
-    const ComException com("CoInitializeEx() failed", 0x80090328);
-    EXPECT_THAT(com.what(), StartsWith("COM Exception in function "));
-    EXPECT_THAT(com.what(), HasSubstr("(HRESULT 0X80090328)"));
-    EXPECT_THAT(com.what(), EndsWith(HintFor(0x80090328)));
-}
-
-TEST(ExceptionText, OnlyTheWin32FormStripsOneLineBreak) {
+    const std::string zero = Win32Exception("Failed to set timer", 0).what();
+    EXPECT_THAT(zero, StartsWith("Exception in function "));
+    EXPECT_THAT(zero, Not(HasSubstr(" --> ")));  // code zero: no translation, no hint
+    const std::string dns = Win32Exception("op failed", 12007).what();
+    EXPECT_THAT(dns, EndsWith(HintFor(12007)));
+    const std::string com = ComException("CoInitializeEx() failed", 0x80090328).what();
+    EXPECT_THAT(com, StartsWith("COM Exception in function "));
+    EXPECT_THAT(com, EndsWith(HintFor(0x80090328)));
+    const std::string socket = Shared::WinSock::WinSockException("connect() failed", 12002).what();
+    EXPECT_THAT(socket, Not(HasSubstr(HintFor(12002))));
+    const std::pair<std::string, std::string> parts[] = {
+        {zero, ": Failed to set timer\nStacktrace:\n"},
+        {Win32Exception("op failed", 2).what(),
+         " --> " + TranslateSystemError(2) + " (error code 0X2)\n"},
+        {dns, " --> Failed to translate Win32 error code: 12007 (error code 0X2EE7)"},
+        {Win32Exception("op failed", 0xFFFFFFFF).what(),
+         "Failed to translate Win32 error code: 4294967295"},
+        {socket, ": connect() failed --> "},
+        {NtStatusException("RtlIpv4StringToAddressW() failed", 0xC000000D).what(),
+         " --> " + TranslateModuleError(0xC000000D, ErrorModule::NtDll) +
+             " (NTSTATUS code 0XC000000D).\n"},
+        {com, "(HRESULT 0X80090328)"},
+    };
+    for (const auto& [text, part] : parts) {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
+    EXPECT_EQ(Win32Exception("op failed", 0xFFFFFFFF).Code(), 0xFFFFFFFFu);
+    // Only the Win32 form strips one line break.
     EXPECT_EQ(StripOneTrailingCrLf("text\r\n\r\n"), "text\r\n");
     EXPECT_EQ(StripOneTrailingCrLf("text\n"), "text\n");
     EXPECT_EQ(HintFor(12193), "");
-}
 
-TEST(ExceptionText, StackTraceStopsAtStartupFrames) {
-    EXPECT_EQ(RenderStackTrace({}), "Stacktrace:\n");
-    EXPECT_EQ(RenderStackTrace({{"__libc_start_main", "", 0}, {"main", "a.cpp", 3}}),
-              "Stacktrace:\n");
-    EXPECT_EQ(RenderStackTrace({{"Worker()", "w.cpp", 12}, {"noname", "", 0},
-                                {"invoke_main", "", 0}}),
-              "Stacktrace:\n\tFrame: Worker()\n\tSource file: w.cpp:12\n"
-              "\t------------------------------------\n"
-              "\tFrame: noname\n\t------------------------------------\n");
-}
-
-TEST(ExceptionText, NestedRenderingPutsOutermostFirst) {
-    std::string single;
-    RenderNested(std::runtime_error("alone"), single);
-    EXPECT_EQ(single, "Exception: alone");
-
+    std::string rendered;
+    RenderNested(std::runtime_error("alone"), rendered);
+    EXPECT_EQ(rendered, "Exception: alone");
     try {
         try {
             throw std::runtime_error("inner");
@@ -93,9 +93,103 @@ TEST(ExceptionText, NestedRenderingPutsOutermostFirst) {
             std::throw_with_nested(std::logic_error("outer"));
         }
     } catch (const std::exception& e) {
-        std::string rendered;
+        rendered.clear();
         RenderNested(e, rendered);
-        EXPECT_EQ(rendered, "Exception: outer\nNested exception: inner");
+    }
+    EXPECT_EQ(rendered, "Exception: outer\nNested exception: inner");
+}
+
+TEST(ExceptionStackTrace, NamesTheThrowingFunctionAndItsLineEvenWhenTheNameIsLong) {
+    const auto trace = Symbolise(CaptureStack());
+    ASSERT_FALSE(trace.empty());
+    EXPECT_THAT(trace.front().description, HasSubstr("TestBody"));  // capture leaves itself out
+
+    const std::string text = Thrown<RuntimeError>(FailInNamedFunction).what();
+    const auto frame = text.find("FailInNamedFunction\n\tSource file: ");
+    ASSERT_NE(frame, std::string::npos) << text;
+    const auto block = text.substr(frame, text.find("\t---", frame) - frame);
+    EXPECT_THAT(block, EndsWith("exception_test.cpp:" + std::to_string(kFailLine) + "\n"));
+
+    // Longer than the name buffer of the Windows lookup (and short of what Wine's DWARF reader
+    // takes).
+    const std::string longText = Thrown<RuntimeError>([] {
+        FailInLongNamedFunctionFor(std::make_integer_sequence<int, 28>{});
+    }).what();
+    EXPECT_EQ(longText.find('\0'), std::string::npos);
+    const auto longFrame = longText.find("\tFrame: FailInLongNamedFunction<");
+    ASSERT_NE(longFrame, std::string::npos) << longText;
+    const auto end = longText.find('\n', longFrame);
+    EXPECT_GT(end - longFrame, 1000u);
+    const auto next = std::string_view(longText).substr(end);
+    EXPECT_TRUE(next.starts_with("\n\tSource file: ") || next.starts_with("\n\t---"));
+}
+
+// Throwing symbolises nothing; the first read does, once, for every copy and every thread.
+TEST(ExceptionStackTrace, TheFirstReadSymbolisesOnceForAllReaders) {
+    const auto before = SymbolisedStacks();
+    const auto shared = Thrown<RuntimeError>(FailInNamedFunction);
+    EXPECT_EQ(SymbolisedStacks(), before);
+    std::vector<std::string> seen(8), own(seen.size());
+    std::vector<std::thread> readers;
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        readers.emplace_back([&, i] {
+            seen[i] = shared.what();
+            own[i] = Thrown<Win32Exception>(FailWithCode).what();
+        });
+    }
+    for (auto& reader : readers) {
+        reader.join();
+    }
+    const RuntimeError copy = shared;
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        EXPECT_EQ(seen[i], copy.what());
+        EXPECT_THAT(own[i], HasSubstr("FailWithCode\n"));
+    }
+    EXPECT_EQ(SymbolisedStacks(), before + 1 + seen.size());
+}
+
+TEST(ExceptionStackTrace, RuntimeStartupAndThreadStartFramesEndTheWalk) {
+    EXPECT_EQ(RenderStackTrace({}), "Stacktrace:\n");
+    const StackTrace worker = {{"Worker()", "w.cpp", 12}, {"noname", "", 0}};
+    EXPECT_EQ(RenderStackTrace(worker),
+              "Stacktrace:\n\tFrame: Worker()\n\tSource file: w.cpp:12\n"
+              "\t------------------------------------\n"
+              "\tFrame: noname\n\t------------------------------------\n");
+    for (const char* outer :
+         {"__tmainCRTStartup", "mainCRTStartup", "WinMainCRTStartup", "pthread_create_wrapper",
+          "execute_native_thread_routine", "_threadstartex", "_beginthreadex_trampoline",
+          "BaseThreadInitThunk", "RtlUserThreadStart", "__libc_start_main", "invoke_main"}) {
+        auto trace = worker;
+        trace.push_back({outer, "", 0});
+        trace.push_back({"beyond()", "b.cpp", 1});
+        EXPECT_EQ(RenderStackTrace(trace), RenderStackTrace(worker)) << outer;
+    }
+    // Past main only nameless startup frames follow.
+    const StackTrace throughMain = {{"Worker()", "w.cpp", 12}, {"main", "m.cpp", 3}};
+    auto withStartup = throughMain;
+    withStartup.push_back({"0x1400013ae", "", 0});
+    EXPECT_EQ(RenderStackTrace(withStartup), RenderStackTrace(throughMain));
+    EXPECT_THAT(RenderStackTrace(throughMain), HasSubstr("\tFrame: main\n"));
+
+    const std::string fromMain = Thrown<RuntimeError>(FailInNamedFunction).what();
+    EXPECT_THAT(fromMain, Not(HasSubstr("CRTStartup")));
+    const auto mainFrame = fromMain.find("\tFrame: main\n");
+    if (mainFrame != std::string::npos) {
+        EXPECT_EQ(fromMain.find("\tFrame: ", mainFrame + 1), std::string::npos) << fromMain;
+    }
+    std::string fromThread;
+    std::thread([&] { fromThread = Thrown<RuntimeError>(FailInNamedFunction).what(); }).join();
+    for (const char* outer : {"pthread_create_wrapper", "_beginthreadex", "BaseThreadInitThunk",
+                              "RtlUserThreadStart"}) {
+        EXPECT_THAT(fromThread, Not(HasSubstr(outer)));
+    }
+    // Code without line information is named from the symbol table, only by a symbol that starts
+    // its own function: what std::thread's body returns to is nameless here or a stop frame.
+    const auto run = fromThread.find("_M_run");
+    ASSERT_NE(run, std::string::npos) << fromThread;
+    const auto next = fromThread.find("\tFrame: ", run);
+    if (next != std::string::npos) {
+        EXPECT_TRUE(std::string_view(fromThread).substr(next).starts_with("\tFrame: 0x"));
     }
 }
 

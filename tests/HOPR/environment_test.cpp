@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
+#include "Shared/src/System/shared.system-agentsettings.hpp"
 #include "support/captured_log.hpp"
 #include "support/scoped_registry.hpp"
 
@@ -64,25 +67,17 @@ TEST(TargetResolution, OnTerminateTheTestsLeftAreKeptUnresolved) {
     EXPECT_THAT(log.Text(), testing::HasSubstr("the remaining 2 tests are not looked up."));
 }
 
-TEST(TargetResolution, TheLookUpTimeOutIs15000MsUnlessTheAgentSetsOne) {
-    using Timeouts = std::vector<std::uint32_t>;
-    const auto timeoutsGiven = [](const std::string& registryBody) {
-        const ScopedRegistry registry(registryBody);
-        Timeouts timeouts;
-        HOPR::RemoveResolvedDuplicates(
-            {MakeTest(L"u-1", L"slow.lab"), MakeTest(L"u-2", L"slow.lab")},
-            [&](const std::wstring&, std::uint32_t ms) {
-                timeouts.push_back(ms);
-                return std::vector<std::wstring>{L"198.18.4.1"};
-            });
-        return timeouts;
-    };
-    const std::string agent = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n";
-    EXPECT_EQ(timeoutsGiven(""), (Timeouts{15000, 15000}));
-    EXPECT_EQ(timeoutsGiven(agent + "\"dns-resolution-timeout\"=dword:000001f4\r\n"),
-              (Timeouts{500, 500}));
-    EXPECT_EQ(timeoutsGiven(agent + "\"dns-resolution-timeout\"=\"500\"\r\n"),
-              (Timeouts{15000, 15000}));
+// What the agent's setting reads as is the settings' test; here, that every look-up gets it.
+TEST(TargetResolution, EveryLookUpGetsTheAgentsTimeOut) {
+    const ScopedRegistry registry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
+                                  "\"dns-resolution-timeout\"=dword:000001f4\r\n");
+    std::vector<std::uint32_t> timeouts;
+    HOPR::RemoveResolvedDuplicates({MakeTest(L"u-1", L"slow.lab"), MakeTest(L"u-2", L"slow.lab")},
+                                   [&](const std::wstring&, std::uint32_t ms) {
+                                       timeouts.push_back(ms);
+                                       return std::vector<std::wstring>{L"198.18.4.1"};
+                                   });
+    EXPECT_EQ(timeouts, (std::vector<std::uint32_t>{500, 500}));
 }
 
 TEST(InterfaceSelection, TunnelAdapterIsVirtualAndTheNextOneIsPhysical) {
@@ -117,7 +112,25 @@ TEST(VpnGate, DecisionTable) {
     EXPECT_TRUE(runs("connected-internal", true, false));
     EXPECT_FALSE(runs("disconnected", true, false));
     EXPECT_TRUE(runs("disabled", false, true));
-    EXPECT_TRUE(runs("Connected", false, true));  // unknown text reads as disconnected
+}
+
+// The VPN client key is chosen once per process, so the choice is made in a fresh one: the
+// "threadsafe" style runs the statement in a newly started copy of this program.
+TEST(VpnClientKeyDeathTest, TheAccessAgentKeyWinsWhenBothKeysExist) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto accessAgentDecides = [] {
+        const ScopedRegistry registry(
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\r\n"
+            "\"tunnel-status\"=\"connected-non-vm\"\r\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Quillon Agent]\r\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Quillon Agent\\Orvia]\r\n"
+            "\"tunnel-status\"=\"connected\"\r\n");
+        using namespace Shared::System::AgentSettings;
+        const bool chosen = VpnClientKey() == kAccessAgentKey;
+        // Connected runs every test; the other key's state would run none.
+        return chosen && HOPR::ShouldRun(Shared::Json::TcpTraceTest{});
+    };
+    EXPECT_EXIT(std::exit(accessAgentDecides() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

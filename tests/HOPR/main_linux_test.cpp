@@ -37,10 +37,7 @@ Outcome RunHopr(const std::string& arguments, const std::string& input) {
 }
 
 TEST(ProgramRun, BadCommandLinesAndBrokenInputEndWithTheDocumentedStatus) {
-    std::string junk, longLine = "[";
-    for (int i = 0; i < 1024; ++i) {
-        junk += static_cast<char>(i % 256);
-    }
+    std::string longLine = "[";
     for (int i = 0; i < 5'000'000; ++i) {
         longLine += "1,";
     }
@@ -57,12 +54,9 @@ TEST(ProgramRun, BadCommandLinesAndBrokenInputEndWithTheDocumentedStatus) {
          "--max-unknown <MaxUknown> --log <n|c|f|b> [--interface <InterfaceAddress>]\n"},
         {"no line at all", "json -l n", "", 80, "Failed reading line from std::cin", true},
         {"empty line", "json -l n", "\n", 80, "Exception in ", true},
-        {"binary junk", "json -l n", junk + "\n", 80, "Exception in "},
-        {"ten megabyte line", "json -l n", longLine + "1]\n", 80,
-         "Exception in "},
+        {"ten megabyte line", "json -l n", longLine + "1]\n", 80, "Exception in "},
         {"deep nesting", "json -l n", std::string(200'000, '[') + std::string(200'000, ']') + "\n",
          80, "Exception in "},
-        {"number overflow", "json -l n", "{\"tests\":[],\"minPort\":1e400}\n", 80, "Exception in "},
         {"a test without its fields", "json -l n", "{\"tests\": [{\"target\": \"x\"}]}\n", 80,
          "WinRT failed parsing JSON", true},
         {"no tests, huge numbers", "json -l n",

@@ -1,9 +1,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <future>
+
+#include "HOPR/HOPR/hopr-hostresolution.hpp"
+#include "HOPR/HOPR/hopr-listenerset.hpp"
 #include "HOPR/HOPR/hopr-probeanswers.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
 #include "support/captured_log.hpp"
+#include "support/fake_systemcalls.hpp"
 
 namespace {
 
@@ -71,6 +77,69 @@ TEST(RouterNames, EachRouterOnceRoundRobinAndNoneWhenDisabled) {
     disabled.Offer(0x010112C6);
     EXPECT_TRUE(unused[0].Copy().empty());
     EXPECT_THAT(log.Text(), testing::HasSubstr("Skipping resolution because it's either disabled"));
+}
+
+// Enabled, it drains its queue before stopping and resolves each address once; disabled, it
+// ends at once and resolves nothing.
+TEST(HostResolutionWorker, DrainsItsQueueOnceOrWhenDisabledEndsAtOnce) {
+    for (const bool enabled : {true, false}) {
+        const CapturedLog log;
+        Shared::Concurrency::ThreadSafeQueue<std::string> queue;
+        HOPR::HostNames names;
+        HOPR::HostResolution::HostResolutionWorker worker(queue, names, enabled);
+        queue.Push("127.0.0.1");
+        queue.Push("127.0.0.1");
+        worker.Start();
+        worker.Stop(enabled ? std::chrono::steady_clock::time_point::max()
+                            : std::chrono::steady_clock::now());
+        EXPECT_EQ(queue.Size(), enabled ? 0u : 2u);
+        names.ReadShared([&](const auto& map) {
+            ASSERT_EQ(map.size(), enabled ? 1u : 0u);
+            EXPECT_TRUE(!enabled || !map.at("127.0.0.1").empty());
+        });
+        EXPECT_EQ(log.Text().find("HostResolutionThread is exiting early") == std::string::npos,
+                  enabled);
+    }
+}
+
+// The run's listeners: a socket that answers one time-exceeded datagram, then fails the way
+// one whose interface went away does, and tells the test when it has failed.
+class FailingSocket : public testing_support::FakeCalls {
+public:
+    FailingSocket() {
+        bytes = testing_support::TimeExceededDatagram();
+        datagrams.push_back({56, 0, 0x010112C6});
+        datagrams.push_back({-1, testing_support::kUnreachableCode, 0});
+    }
+
+    Shared::WinSock::ReceiveResult ReceiveFrom(Shared::WinSock::SocketHandle socket,
+                                               std::span<std::uint8_t> buffer) override {
+        const auto result = FakeCalls::ReceiveFrom(socket, buffer);
+        if (result.bytes < 0 && !result.wouldBlock) {
+            failed.set_value();
+        }
+        return result;
+    }
+
+    std::promise<void> failed;
+};
+
+TEST(ListenerSet, AFailedSocketEndsOnlyItsThreadAndKeepsWhatItCaught) {
+    const CapturedLog log;
+    FailingSocket calls;
+    auto done = calls.failed.get_future();
+    HOPR::ProbeAnswers answers;
+    Shared::Concurrency::Event wake(true);
+    const HOPR::ProbeAnswers::Flight flight(answers, {0x010412C6, 40000}, 0, wake);
+    HOPR::ListenerSet listeners({L"198.18.1.2"}, calls);
+    const Shared::Concurrency::Event neverStopped(true);
+    listeners.Start(answers, neverStopped);
+    ASSERT_EQ(done.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    listeners.Stop();
+    EXPECT_EQ(answers.CountFor(0x010412C6), 1u);
+    EXPECT_TRUE(flight.Answer());
+    EXPECT_THAT(log.Text(), testing::HasSubstr("ICMP worker encountered an error."));
+    listeners.Stop();  // a second stop, as the destructor makes, is harmless
 }
 
 }  // namespace

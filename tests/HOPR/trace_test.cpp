@@ -155,13 +155,22 @@ TEST(Trace, AProbeEndedByHostUnreachableWaitsForItsListenerAnswer) {
     EXPECT_EQ(run.probes[0].answer->from, 0x010112C6u);
 }
 
-TEST(Trace, ExitEventUnresolvedTargetAndLoudErrors) {
+TEST(Trace, ExitEventDuringOrBeforeAProbeUnresolvedTargetAndLoudErrors) {
     Shared::Concurrency::Event exitEvent(true);
-    exitEvent.Signal();
-    Path path{.connectAtHop = 1};
-    const auto stopped = RunTrace(path, 3, 3, {.exitEvent = &exitEvent});
-    EXPECT_TRUE(stopped.probes.empty());
+    Path during;
+    during.calls.onConnect = [&](std::uint32_t, std::span<const Shared::Raii::NativeHandle> wake,
+                                 std::uint32_t) -> ConnectWaitResult {
+        exitEvent.Signal();  // the agent stops the run while the probe waits
+        EXPECT_EQ(wake.size(), 2u);
+        return {ConnectWaitResult::Kind::Woken, 0, 1};
+    };
+    const auto stopped = RunTrace(during, 3, 3, {.exitEvent = &exitEvent});
+    ASSERT_EQ(stopped.probes.size(), 1u);
+    EXPECT_FALSE(stopped.probes[0].connected);
     EXPECT_THAT(stopped.log, testing::HasSubstr("TCP Tracer thread has received signal to exit."));
+    EXPECT_THAT(stopped.log, testing::Not(testing::HasSubstr("Winsock error")));
+    Path path{.connectAtHop = 1};
+    EXPECT_TRUE(RunTrace(path, 3, 3, {.exitEvent = &exitEvent}).probes.empty());
 
     const auto unresolved = RunTrace(path, 3, 3, {}, L"");
     EXPECT_TRUE(unresolved.probes.empty());
@@ -179,22 +188,6 @@ TEST(Trace, ExitEventUnresolvedTargetAndLoudErrors) {
     EXPECT_EQ(unbound.probes[0].localPort, 0u);
     EXPECT_THAT(unbound.log, testing::HasSubstr("bind() failed"));
     EXPECT_TRUE(bindFails.calls.open.empty());
-}
-
-TEST(Trace, ExitEventDuringAProbeEndsItsWaitAndTheTrace) {
-    Shared::Concurrency::Event exitEvent(true);
-    Path path;
-    path.calls.onConnect = [&](std::uint32_t, std::span<const Shared::Raii::NativeHandle> wake,
-                               std::uint32_t) -> ConnectWaitResult {
-        exitEvent.Signal();  // the agent stops the run while the probe waits
-        EXPECT_EQ(wake.size(), 2u);
-        return {ConnectWaitResult::Kind::Woken, 0, 1};
-    };
-    const auto run = RunTrace(path, 3, 3, {.exitEvent = &exitEvent});
-    ASSERT_EQ(run.probes.size(), 1u);
-    EXPECT_FALSE(run.probes[0].connected);
-    EXPECT_THAT(run.log, testing::HasSubstr("TCP Tracer thread has received signal to exit."));
-    EXPECT_THAT(run.log, testing::Not(testing::HasSubstr("Winsock error")));
 }
 
 }  // namespace

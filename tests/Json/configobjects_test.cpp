@@ -3,10 +3,15 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <functional>
+#include <vector>
 
+#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Json/shared.json-configobjects.hpp"
+#include "Shared/src/Util/shared.util-flagfallback.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
+#include "Shared/src/Util/shared.util-system.hpp"
 #include "support/thrown.hpp"
 
 namespace {
@@ -37,7 +42,7 @@ std::string FailureOf(const std::wstring& text) {
     return WhatOf<std::runtime_error>([&] { JSONToTcpTraceTests(text); });
 }
 
-TEST(TestConfiguration, ReadsEveryFieldAndIgnoresUnknownKeys) {
+TEST(TestConfiguration, ReadsEveryFieldIgnoresUnknownKeysAndTruncatesNumbersToTheirLowBits) {
     auto document = ValidDocument();
     document["unknown"] = 1;
     document["tests"][0]["alsoUnknown"] = "x";
@@ -51,23 +56,19 @@ TEST(TestConfiguration, ReadsEveryFieldAndIgnoresUnknownKeys) {
     EXPECT_TRUE(test.isSplitTunnel);
     EXPECT_TRUE(test.resolvedIp.empty());
     EXPECT_EQ(parameters.exitEventName, L"stop");
-    EXPECT_EQ(parameters.minPort, 33000);
     EXPECT_EQ(parameters.maxPort, 33010);
-}
 
-TEST(TestConfiguration, NumbersAreTruncatedToTheirLowBits) {
-    auto document = ValidDocument();
     document["tests"][0]["port"] = 443.7;
     document["tests"][0]["timeout"] = -1;
     document["tests"][0]["probesPerNode"] = 3.9;
     document["minPort"] = 70000;
     document["tests"][0]["serverType"] = 1e12;
-    const auto parameters = JSONToTcpTraceTests(Text(document));
-    EXPECT_EQ(parameters.tests[0].port, 443u);
-    EXPECT_EQ(parameters.tests[0].timeout, 4294967295u);
-    EXPECT_EQ(parameters.tests[0].probesPerNode, 3u);
-    EXPECT_EQ(parameters.minPort, 4464);
-    EXPECT_EQ(parameters.tests[0].serverType, INT32_MIN);
+    const auto truncated = JSONToTcpTraceTests(Text(document));
+    EXPECT_EQ(truncated.tests[0].port, 443u);
+    EXPECT_EQ(truncated.tests[0].timeout, 4294967295u);
+    EXPECT_EQ(truncated.tests[0].probesPerNode, 3u);
+    EXPECT_EQ(truncated.minPort, 4464);
+    EXPECT_EQ(truncated.tests[0].serverType, INT32_MIN);
 }
 
 TEST(TestConfiguration, MissingKeysAndWrongTypesFailTheWholeDocument) {
@@ -104,6 +105,34 @@ TEST(ResultJoin, CompactArrayInOrderKeepingFieldOrder) {
               LR"([{"b":1,"a":33.333335876464844},{"c":"x"}])");
     EXPECT_THAT(WhatOf<std::runtime_error>([] { ObjectStringVectorToJSON({"[1]"}); }),
                 HasSubstr("WinRT failed parsing JSON ---> "));
+}
+
+using Shared::Util::ConvertStringType;
+
+TEST(Strings, ConvertsBothWaysAndComparesIgnoringCaseAtExactLength) {
+    EXPECT_EQ(ConvertStringType(std::wstring_view()), "");
+    EXPECT_EQ(ConvertStringType(std::string_view()), L"");
+    const std::string utf8 = "r\xC3\xA9seau \xE2\x82\xAC \xF0\x9F\x9A\x80";
+    EXPECT_EQ(ConvertStringType(ConvertStringType(utf8)), utf8);
+    // The rocket is a surrogate pair in UTF-16.
+    EXPECT_EQ(ConvertStringType(utf8).size(), sizeof(wchar_t) == 2 ? 11u : 10u);
+    EXPECT_TRUE(Shared::Util::EqualsIgnoreCase(L"CoNsOlE", L"console"));
+    EXPECT_FALSE(Shared::Util::EqualsIgnoreCase(L"console ", L"console"));
+}
+
+TEST(Strings, UnsupportedFlagsAreDroppedOnlyWhenTheSystemCallsThemInvalid) {
+    using Shared::Util::ConvertWithFlagFallback;
+    std::vector<std::uint32_t> tried;
+    auto refusing = [&](std::uint32_t flags) {
+        tried.push_back(flags);
+        return flags == 0 ? 7 : 0;
+    };
+    EXPECT_EQ(ConvertWithFlagFallback(refusing, [] { return 1004u; }), 7);
+    EXPECT_EQ(tried, (std::vector<std::uint32_t>{0x400, 0}));
+
+    tried.clear();
+    EXPECT_EQ(ConvertWithFlagFallback(refusing, [] { return 1113u; }), 0);  // no mapping
+    EXPECT_EQ(tried, (std::vector<std::uint32_t>{0x400}));
 }
 
 }  // namespace

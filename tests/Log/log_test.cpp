@@ -54,28 +54,21 @@ struct Sink : Log::sinks::rotating_file_sink<std::mutex> {
     }
 };
 
-TEST_F(RotatingSink, ShiftsEveryFileAndDeletesTheOldest) {
-    for (int i = 1; i <= 4; ++i) {
+// The first rotation closes the gap at 3 and keeps the oldest; the second deletes it.
+TEST_F(RotatingSink, ClosesGapsThenShiftsEveryFileAndDeletesTheOldest) {
+    for (const int i : {1, 2, 4}) {
         Write(Numbered(i), "file" + std::to_string(i));
     }
     Write(Base(), "base");
     Sink sink(Base(), 8, 4);
     Log(sink, "record");
-    EXPECT_EQ(Read(Numbered(4)), "file3");
-    EXPECT_EQ(Read(Numbered(2)), "file1");
-    EXPECT_EQ(Read(Numbered(1)), "base");
-    EXPECT_THAT(Read(Base()), testing::StartsWith("record"));
-}
-
-TEST_F(RotatingSink, ClosesGapsBeforeRotating) {
-    Write(Base(), "base");
-    Write(Numbered(3), "three");
-    Sink sink(Base(), 4, 4);
-    Log(sink, "next");
-    EXPECT_EQ(Read(Numbered(1)), "base");
-    EXPECT_EQ(Read(Numbered(3)), "three");
-    EXPECT_FALSE(fs::exists(Numbered(2)));
-    EXPECT_THAT(Read(Base()), testing::StartsWith("next"));
+    EXPECT_EQ(Read(Numbered(3)), "file2");
+    EXPECT_EQ(Read(Numbered(4)), "file4");
+    Log(sink, "again");
+    EXPECT_EQ(Read(Numbered(4)), "file2");
+    EXPECT_EQ(Read(Numbered(2)), "base");
+    EXPECT_THAT(Read(Numbered(1)), testing::StartsWith("record"));
+    EXPECT_THAT(Read(Base()), testing::StartsWith("again"));
 }
 
 TEST_F(RotatingSink, ZeroFilesKeepsOnlyTheBaseAndLargeRecordsAreWrittenWhole) {
@@ -109,23 +102,21 @@ TEST_F(RotatingSink, FailedRenameThrowsAndLeavesAFreshBaseFile) {
     EXPECT_NO_THROW(Sink(Base(), 1, 200000));
 }
 
-TEST(GuardedLog, FormatFaultsBecomeOneErrorLineNamingTheCaller) {
+TEST(GuardedLog, FormatFaultsBecomeOneErrorLineAndMembersComposeTheirTexts) {
     const CapturedLog log;
     Log::GuardedLog::Info(fmt::runtime("{} and {}"), 1);
     EXPECT_THAT(log.Text(), HasSubstr("error GuardedLog() [1] failed formatting log at: "));
-    EXPECT_THAT(log.Text(), HasSubstr(":tests/Log/log_test:"));
+    EXPECT_THAT(log.Text(), HasSubstr(":tests/Log/log_test:"));  // the caller
     EXPECT_THAT(log.Text(), testing::Not(HasSubstr(" and ")));
-}
-
-TEST(GuardedLog, ExceptionAndLocatedMembersComposeTheirTexts) {
-    const CapturedLog log;
-    Log::GuardedLog::ExceptionError(std::runtime_error("boom"), "Winsock error on {}:{}", "1.2.3.4", 80);
+    Log::GuardedLog::ExceptionError(std::runtime_error("boom"), "Winsock error on {}:{}",
+                                    "1.2.3.4", 80);
     Log::GuardedLog::Error("Failed {}", "here");
-    EXPECT_THAT(log.Text(), HasSubstr("error Exception logged in function "));
-    EXPECT_THAT(log.Text(),
-                HasSubstr("---> Winsock error on 1.2.3.4:80.\nException information ---> Exception: boom"));
-    EXPECT_THAT(log.Text(), HasSubstr("error Error in function "));
-    EXPECT_THAT(log.Text(), HasSubstr("---> Failed here"));
+    for (const char* part : {"error Exception logged in function ",
+                             "---> Winsock error on 1.2.3.4:80.\nException information ---> "
+                             "Exception: boom",
+                             "error Error in function ", "---> Failed here"}) {
+        EXPECT_THAT(log.Text(), HasSubstr(part));
+    }
 }
 
 TEST(LoggerFactory, RejectsUnknownModesAndInstallsTheDefaultLogger) {

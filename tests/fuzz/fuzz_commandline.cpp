@@ -1,7 +1,7 @@
-// Any arguments after the program's name, each ended by a NUL byte as in /proc/<pid>/cmdline:
-// parsing either succeeds or throws a std::exception, the only kind the program turns into
-// "Failed to parse arguments"; anything else would end the run unreported. Only the parse runs
-// here, never a trace.
+// Any arguments after the program's name, each ended by a NUL byte as in /proc/<pid>/cmdline
+// (the last may also end at the input's end): parsing either succeeds or throws a
+// std::exception, the only kind the program turns into "Failed to parse arguments"; anything
+// else would end the run unreported. Only the parse runs here, never a trace.
 
 #include <string>
 #include <string_view>
@@ -9,24 +9,14 @@
 
 #include "HOPR/HOPR/hopr-cl.hpp"
 
-namespace {
-
-// Each argument ends at a NUL byte, the last one may also end at the input's end.
-std::vector<std::string> SplitAtNul(std::string_view input) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    std::string_view input(reinterpret_cast<const char*>(data), size);
     std::vector<std::string> arguments{"hopr"};
     while (!input.empty()) {
         const auto end = input.find('\0');
         arguments.emplace_back(input.substr(0, end));
         input.remove_prefix(end == std::string_view::npos ? input.size() : end + 1);
     }
-    return arguments;
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const auto arguments =
-        SplitAtNul(std::string_view(reinterpret_cast<const char*>(data), size));
     std::vector<const char*> argv;
     for (const auto& argument : arguments) {
         argv.push_back(argument.c_str());

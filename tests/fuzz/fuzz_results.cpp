@@ -9,30 +9,6 @@
 #include "HOPR/HOPR/hopr-helpers.hpp"
 #include "Shared/src/Json/shared.json-configobjects.hpp"
 
-namespace {
-
-const wchar_t* const kAddresses[] = {L"198.18.4.1", L"198.18.1.1", L"198.018.004.001", L""};
-
-std::wstring PickAddress(FuzzedDataProvider& input) {
-    return kAddresses[input.ConsumeIntegralInRange<int>(0, 3)];
-}
-
-// The target's address, a router's, or anything at all.
-Shared::WinSock::Ipv4Address PickWireAddress(FuzzedDataProvider& input) {
-    constexpr Shared::WinSock::Ipv4Address kTarget = 0x010412C6;  // 198.18.4.1
-    constexpr Shared::WinSock::Ipv4Address kRouter = 0x010112C6;  // 198.18.1.1
-    switch (input.ConsumeIntegralInRange<int>(0, 2)) {
-    case 0:
-        return kTarget;
-    case 1:
-        return kRouter;
-    default:
-        return input.ConsumeIntegral<Shared::WinSock::Ipv4Address>();
-    }
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     spdlog::set_default_logger(spdlog::null_logger_mt("fuzz"));
     return 0;
@@ -40,6 +16,13 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider input(data, size);
+    const wchar_t* const addresses[] = {L"198.18.4.1", L"198.18.1.1", L"198.018.004.001", L""};
+    // The target's address, a router's, or anything at all.
+    const auto wireAddress = [&]() -> Shared::WinSock::Ipv4Address {
+        const Shared::WinSock::Ipv4Address known[] = {0x010412C6, 0x010112C6};
+        const auto pick = input.ConsumeIntegralInRange<int>(0, 2);
+        return pick < 2 ? known[pick] : input.ConsumeIntegral<Shared::WinSock::Ipv4Address>();
+    };
     Shared::Json::TcpTraceTest test;
     test.target = L"target.lab";
     test.resolvedIp = L"198.18.4.1";
@@ -47,7 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<HOPR::ProbeAttempt> probes(input.ConsumeIntegralInRange<std::size_t>(0, 64));
     for (auto& probe : probes) {
         probe.hop = input.ConsumeIntegralInRange<std::uint32_t>(0, 40);
-        probe.targetAddress = PickAddress(input);
+        probe.targetAddress = addresses[input.ConsumeIntegralInRange<int>(0, 3)];
         probe.localPort = input.ConsumeIntegral<std::uint16_t>();
         probe.startTime = input.ConsumeIntegral<std::int64_t>() / 4;
         probe.endTime = input.ConsumeIntegral<std::int64_t>() / 4;
@@ -56,12 +39,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     for (auto& probe : probes) {
         if (input.ConsumeBool()) {
-            Shared::WinSock::ICMPTCPResponse answer;
-            answer.originalDestination = PickWireAddress(input);
-            answer.from = PickWireAddress(input);
-            answer.sourcePort = input.ConsumeIntegral<std::uint16_t>();
-            answer.receivedAt = input.ConsumeIntegral<std::int64_t>() / 4;
-            probe.answer = answer;
+            // A braced list is evaluated in order: the input is read as before.
+            probe.answer = {wireAddress(), wireAddress(), input.ConsumeIntegral<std::uint16_t>(),
+                            0, input.ConsumeIntegral<std::int64_t>() / 4};
         }
     }
     const HOPR::ProbeAnswers answers;

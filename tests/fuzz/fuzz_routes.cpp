@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
+#include <set>
 #include <span>
 #include <vector>
 
@@ -11,44 +12,28 @@
 #include "Shared/src/System/shared.system-interfaces-routes_linux.hpp"
 #include "Shared/src/Util/shared.util-strings.hpp"
 
-namespace {
-
-using namespace Shared::System;
-
-// A gateway is on-link (empty) or the text of an IPv4 or IPv6 address.
-bool IsAddressText(const std::wstring& gateway) {
-    if (gateway.empty()) {
-        return true;
-    }
-    const auto text = Shared::Util::ConvertStringType(gateway);
-    unsigned char address[16];
-    return ::inet_pton(AF_INET, text.c_str(), address) == 1 ||
-           ::inet_pton(AF_INET6, text.c_str(), address) == 1;
-}
-
-bool IsDefaultNextHop(const RouteNextHop& hop) {
-    return hop.interfaceIndex > 0 && hop.prefixLength <= 1 && IsAddressText(hop.gateway);
-}
-
-bool HasDuplicates(std::vector<std::wstring> gateways) {
-    std::sort(gateways.begin(), gateways.end());
-    return std::adjacent_find(gateways.begin(), gateways.end()) != gateways.end();
-}
-
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace Shared::System;
     std::vector<RouteNextHop> hops;
     try {
         ReadRouteMessages(std::as_bytes(std::span(data, size)), hops);
     } catch (const Shared::Exception::Win32Exception&) {
         // The kernel's error message: hops read before it are still checked.
     }
-    if (!std::all_of(hops.begin(), hops.end(), IsDefaultNextHop)) {
+    // A default next hop's gateway is on-link (empty) or the text of an IPv4 or IPv6 address.
+    const auto isDefault = [](const RouteNextHop& hop) {
+        const auto text = Shared::Util::ConvertStringType(hop.gateway);
+        unsigned char address[16];
+        return hop.interfaceIndex > 0 && hop.prefixLength <= 1 &&
+               (text.empty() || ::inet_pton(AF_INET, text.c_str(), address) == 1 ||
+                ::inet_pton(AF_INET6, text.c_str(), address) == 1);
+    };
+    if (!std::all_of(hops.begin(), hops.end(), isDefault)) {
         __builtin_trap();
     }
     for (const auto& [index, gateways] : DefaultGatewaysByInterface(hops)) {
-        if (index == 0 || gateways.empty() || HasDuplicates(gateways)) {
+        if (index == 0 || gateways.empty() ||
+            std::set(gateways.begin(), gateways.end()).size() != gateways.size()) {
             __builtin_trap();
         }
     }

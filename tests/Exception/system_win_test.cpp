@@ -1,7 +1,9 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
 
+#include "Shared/src/Exception/shared.exception-errortext.hpp"
 #include "Shared/src/Exception/shared.exception-executableimage.hpp"
 #include "Shared/src/Util/shared.util-windows.hpp"
 
@@ -43,6 +45,19 @@ TEST(ExecutableImage, AddressesInTheImageMoveByItsLoadOffsetAndOthersHaveNoDebug
     const auto system = reinterpret_cast<std::uintptr_t>(
         ::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "GetTickCount"));
     EXPECT_EQ(LinkTimeAddress(system), std::nullopt);
+}
+
+using namespace Shared::Exception;
+using testing::EndsWith;
+using testing::Not;
+
+TEST(ErrorText, SystemTextLosesOneLineBreakModuleTextKeepsItAndUnknownCodesGiveTheNumber) {
+    const auto stripped = TranslateSystemError(5);
+    EXPECT_THAT(stripped, Not(EndsWith("\n")));
+    EXPECT_EQ(stripped + "\r\n", TranslateModuleError(5, ErrorModule::System));
+    EXPECT_TRUE(ModuleAvailable(ErrorModule::NtDll));
+    EXPECT_TRUE(ModuleAvailable(ErrorModule::WinSock));
+    EXPECT_EQ(TranslateSystemError(0xFFFFFFFF), "Failed to translate Win32 error code: 4294967295");
 }
 
 }  // namespace
