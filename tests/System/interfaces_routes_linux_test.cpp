@@ -7,7 +7,6 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 
-#include <algorithm>
 #include <cstring>
 #include <map>
 #include <string>
@@ -30,10 +29,6 @@ Bytes Raw(const T& value) {
     return bytes;
 }
 
-void Pad(Bytes& bytes) {
-    bytes.resize(NLMSG_ALIGN(bytes.size()));
-}
-
 Bytes Join(std::initializer_list<Bytes> parts) {
     Bytes joined;
     for (const auto& part : parts) {
@@ -45,7 +40,7 @@ Bytes Join(std::initializer_list<Bytes> parts) {
 Bytes Attribute(unsigned short type, const Bytes& payload) {
     const rtattr header{static_cast<unsigned short>(RTA_LENGTH(payload.size())), type};
     auto bytes = Join({Raw(header), payload});
-    Pad(bytes);
+    bytes.resize(NLMSG_ALIGN(bytes.size()));
     return bytes;
 }
 
@@ -74,19 +69,15 @@ Bytes ViaIpv6(const char* text) {
 }
 
 Bytes NextHop(int index, const Bytes& attributes) {
-    rtnexthop header{};
-    header.rtnh_len = static_cast<unsigned short>(RTNH_LENGTH(attributes.size()));
-    header.rtnh_ifindex = index;
-    return Join({Raw(header), attributes});
+    const auto length = static_cast<unsigned short>(RTNH_LENGTH(attributes.size()));
+    return Join({Raw(rtnexthop{length, 0, 0, index}), attributes});
 }
 
 Bytes Message(unsigned short type, const Bytes& payload) {
-    nlmsghdr header{};
-    header.nlmsg_len = static_cast<std::uint32_t>(NLMSG_LENGTH(payload.size()));
-    header.nlmsg_type = type;
-    header.nlmsg_flags = NLM_F_MULTI;
+    const nlmsghdr header{static_cast<std::uint32_t>(NLMSG_LENGTH(payload.size())), type,
+                          NLM_F_MULTI, 0, 0};
     auto bytes = Join({Raw(header), payload});
-    Pad(bytes);
+    bytes.resize(NLMSG_ALIGN(bytes.size()));
     return bytes;
 }
 
@@ -98,29 +89,12 @@ struct RouteShape {
 };
 
 Bytes Route(const RouteShape& shape, const Bytes& attributes) {
-    rtmsg route{};
-    route.rtm_family = shape.family;
-    route.rtm_dst_len = shape.prefixLength;
-    route.rtm_table = shape.table;
-    route.rtm_type = shape.type;
+    const rtmsg route{shape.family, shape.prefixLength, 0, 0, shape.table, 0, 0, shape.type, 0};
     return Message(RTM_NEWROUTE, Join({Raw(route), attributes}));
 }
 
 Bytes Done() {
     return Message(NLMSG_DONE, Raw(0));
-}
-
-// A dump with one route of every kind read here; its parts are reused by the damage tests.
-Bytes EveryKindOfRoute() {
-    return Join({
-        Route({}, Join({Gateway("198.18.1.1"), Oif(2)})),
-        Route({}, Attribute(RTA_MULTIPATH,
-                            Join({NextHop(3, Gateway("198.18.2.1")), NextHop(4, ViaIpv6("fe80::1"))}))),
-        Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Ipv4("0.0.0.0")), Oif(5)})),
-        Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Ipv4("128.0.0.0")), Oif(5)})),
-        Route({}, Oif(6)),
-        Done(),
-    });
 }
 
 TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
@@ -149,12 +123,6 @@ TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
                half("0.0.0.0", 8, Gateway("198.18.8.1")),  // through a gateway: not on-link
                half("128.0.0.0", 8, Gateway("198.18.8.1")), Done()}),
          {{3, {L"0.0.0.0"}}, {4, {L"0.0.0.0"}}}},
-        {"multipath",
-         Join({Route({}, Attribute(RTA_MULTIPATH, Join({NextHop(2, Gateway("198.18.1.1")),
-                                                        NextHop(3, Gateway("198.18.2.1")),
-                                                        NextHop(2, Gateway("198.18.1.2"))}))),
-               Done()}),
-         {{2, {L"198.18.1.1", L"198.18.1.2"}}, {3, {L"198.18.2.1"}}}},
         {"via an IPv6 next hop is a gateway",
          Join({Route({}, Join({ViaIpv6("fe80::1"), Oif(2)})),
                Route({}, Attribute(RTA_MULTIPATH, NextHop(3, ViaIpv6("2001:db8::1")))),
@@ -185,6 +153,11 @@ TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
         std::vector<RouteNextHop> hops;
         EXPECT_EQ(ReadRouteMessages(dump, hops), progress) << what;
         EXPECT_EQ(DefaultGatewaysByInterface(hops), expected) << what;
+        // A batch cut anywhere, in a buffer of just that size for the sanitizers to watch.
+        for (std::size_t size = 0; size < dump.size(); ++size) {
+            const Bytes cut(dump.begin(), dump.begin() + static_cast<std::ptrdiff_t>(size));
+            EXPECT_EQ(ReadRouteMessages(cut, hops), DumpProgress::More) << what << " " << size;
+        }
     }
 }
 
@@ -199,39 +172,6 @@ TEST(RouteDump, KernelErrorThrowsWithItsCode) {
     EXPECT_THAT(denied.what(), testing::HasSubstr("GetAdaptersAddresses() failed"));
     // A damaged message's most negative code still gives a code, not undefined behaviour.
     EXPECT_EQ(failure(std::numeric_limits<int>::min()).Code(), 0x80000000u);
-}
-
-// Every prefix of a dump, and every length field pointing past the end, copied into a buffer
-// of exactly that size: nothing may be read beyond it (the sanitizer build sees any over-read),
-// and whatever is found must be a route the whole dump really has.
-TEST(RouteDump, TruncatedOrOverlongLengthsNeverReadPastTheBatch) {
-    const auto whole = EveryKindOfRoute();
-    std::vector<RouteNextHop> all;
-    ASSERT_EQ(ReadRouteMessages(whole, all), DumpProgress::Done);
-    ASSERT_EQ(DefaultGatewaysByInterface(all),
-              (Gateways{{2, {L"198.18.1.1"}}, {3, {L"198.18.2.1"}}, {4, {L"fe80::1"}},
-                        {5, {L"0.0.0.0"}}, {6, {L"0.0.0.0"}}}));
-    const auto isKnown = [&](const RouteNextHop& hop) {
-        return std::any_of(all.begin(), all.end(), [&](const RouteNextHop& known) {
-            return known.interfaceIndex == hop.interfaceIndex && known.gateway == hop.gateway &&
-                   known.destination == hop.destination;
-        });
-    };
-    for (std::size_t size = 0; size < whole.size(); ++size) {
-        const Bytes prefix(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-        std::vector<RouteNextHop> hops;
-        EXPECT_EQ(ReadRouteMessages(prefix, hops), DumpProgress::More) << size;
-        EXPECT_TRUE(std::all_of(hops.begin(), hops.end(), isKnown)) << size;
-    }
-    // Each 16-bit word set to all ones, lengths among them: damage may lose routes, never
-    // invent one.
-    for (std::size_t at = 0; at + 2 <= whole.size(); at += 2) {
-        auto damaged = whole;
-        damaged[at] = damaged[at + 1] = std::byte{0xFF};
-        std::vector<RouteNextHop> hops;
-        ReadRouteMessages(damaged, hops);
-        EXPECT_LE(hops.size(), all.size()) << at;
-    }
 }
 
 }  // namespace

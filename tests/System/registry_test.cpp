@@ -9,34 +9,27 @@ namespace {
 
 using namespace Shared::System;
 
-constexpr const char* kAgent = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n";
-constexpr const char* kConfig = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia\\Config]\r\n";
+const std::string kAgent = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n";
+const std::string kConfig = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia\\Config]\r\n";
 
 TEST(AgentSettings, WrongTypesReadAsAbsentAndDefaultsApply) {
-    {
-        const ScopedRegistry registry(std::string(kAgent) +
-                                      "\"HostResolutionWorkerCount\"=\"5\"\r\n"
-                                      "\"IsHostResolutionEnabled\"=dword:00000000\r\n" +
-                                      kConfig + "\"TcpTraceOverrideConnectionTimeout\"=dword:00000001\r\n");
-        EXPECT_EQ(AgentSettings::HostResolutionWorkerCount(), 3u);
-        EXPECT_FALSE(AgentSettings::IsHostResolutionEnabled());
-        EXPECT_EQ(AgentSettings::ConnectionTimeoutOverride(), 1u);
-        EXPECT_EQ(AgentSettings::DnsResolutionTimeoutMs(), 15000u);
-    }
-    {
-        const ScopedRegistry registry(std::string(kAgent) + "\"HostResolutionWorkerCount\"=dword:00000002\r\n" +
-                                      "\"dns-resolution-timeout\"=dword:000001f4\r\n" + kConfig +
-                                      "\"TcpTraceOverrideConnectionTimeout\"=dword:00000007\r\n");
-        EXPECT_EQ(AgentSettings::HostResolutionWorkerCount(), 2u);
-        EXPECT_TRUE(AgentSettings::IsHostResolutionEnabled());
-        EXPECT_EQ(AgentSettings::ConnectionTimeoutOverride(), 7u);
-        EXPECT_EQ(AgentSettings::DnsResolutionTimeoutMs(), 500u);
-    }
-    {
-        const ScopedRegistry registry(std::string(kAgent) +
-                                      "\"HostResolutionWorkerCount\"=dword:ffffffff\r\n");
-        EXPECT_EQ(AgentSettings::HostResolutionWorkerCount(), 64u);
-    }
+    const auto read = [](const std::string& agent, const std::string& config) {
+        const ScopedRegistry registry(kAgent + agent + kConfig + config);
+        return std::vector<std::uint32_t>{AgentSettings::HostResolutionWorkerCount(),
+                                          AgentSettings::IsHostResolutionEnabled(),
+                                          AgentSettings::ConnectionTimeoutOverride(),
+                                          AgentSettings::DnsResolutionTimeoutMs()};
+    };
+    const std::string timeout = "\"TcpTraceOverrideConnectionTimeout\"=dword:0000000";
+    EXPECT_EQ(read("\"HostResolutionWorkerCount\"=\"5\"\r\n"
+                   "\"IsHostResolutionEnabled\"=dword:00000000\r\n",
+                   timeout + "1\r\n"),
+              (std::vector<std::uint32_t>{3, 0, 1, 15000}));
+    EXPECT_EQ(read("\"HostResolutionWorkerCount\"=dword:00000002\r\n"
+                   "\"dns-resolution-timeout\"=dword:000001f4\r\n",
+                   timeout + "7\r\n"),
+              (std::vector<std::uint32_t>{2, 1, 7, 500}));
+    EXPECT_EQ(read("\"HostResolutionWorkerCount\"=dword:ffffffff\r\n", "")[0], 64u);
 }
 
 TEST(LoggingSettings, LevelAndTargetWords) {
@@ -53,7 +46,7 @@ TEST(LoggingSettings, LevelAndTargetWords) {
     EXPECT_EQ(ParseLogTarget(L"FileSystem"), Log::LoggingMode::File);
     EXPECT_EQ(ParseLogTarget(L"anything"), Log::LoggingMode::File);
 
-    const ScopedRegistry registry(std::string(kConfig) +
+    const ScopedRegistry registry(kConfig +
                                   "\"MinimumLogLevel\"=\"critical\"\r\n"
                                   "\"MaxLogFiles\"=dword:00000002\r\n"
                                   "\"MaxLogFileSize\"=\"1024\"\r\n"

@@ -20,34 +20,21 @@ using namespace Shared::WinSock;
 
 const Ipv4Address kLoopback = htonl(INADDR_LOOPBACK);
 
-// A loopback listener whose accept queue is full, so that a further SYN goes unanswered.
-class SaturatedListener {
-public:
-    SaturatedListener() {
-        listener_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = kLoopback;
-        socklen_t length = sizeof address;
-        ::bind(listener_, reinterpret_cast<sockaddr*>(&address), length);
-        ::listen(listener_, 0);
-        ::getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
-        port_ = ntohs(address.sin_port);
-        // Backlog 0 still admits one connection, which fills the queue.
-        filler_ = ::socket(AF_INET, SOCK_STREAM, 0);
-        ::connect(filler_, reinterpret_cast<sockaddr*>(&address), length);
+// A TCP socket bound to a loopback port the system chose; backlog >= 0: listening.
+int BoundSocket(std::uint16_t& port, int backlog = -1) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = kLoopback;
+    socklen_t length = sizeof address;
+    ::bind(socket, reinterpret_cast<sockaddr*>(&address), length);
+    if (backlog >= 0) {
+        ::listen(socket, backlog);
     }
-    ~SaturatedListener() {
-        ::close(filler_);
-        ::close(listener_);
-    }
-    std::uint16_t Port() const { return port_; }
-
-private:
-    int listener_ = -1;
-    std::uint16_t port_ = 0;
-    int filler_ = -1;
-};
+    ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+    port = ntohs(address.sin_port);
+    return socket;
+}
 
 ConnectWaitResult ConnectTo(std::uint16_t port, std::span<const Shared::Raii::NativeHandle> wake,
                             std::uint32_t timeoutMs) {
@@ -60,25 +47,28 @@ ConnectWaitResult ConnectTo(std::uint16_t port, std::span<const Shared::Raii::Na
 }
 
 TEST(LinuxCalls, ConnectWaitEndsAtTheFirstOfOutcomeWakeUpAndTimeOut) {
-    const SaturatedListener hanging;
-    EXPECT_EQ(ConnectTo(hanging.Port(), {}, 100).kind, ConnectWaitResult::Kind::TimedOut);
+    // Backlog 0 still admits one connection, which fills the queue: a further SYN goes
+    // unanswered.
+    std::uint16_t hanging = 0;
+    const int listener = BoundSocket(hanging, 0);
+    const SocketAddress target{AddressFamily::Ipv4, kLoopback, hanging};
+    const auto filler = PlatformCalls().OpenStream(target);
+    PlatformCalls().Connect(filler, target, {}, 1000);
+    EXPECT_EQ(ConnectTo(hanging, {}, 100).kind, ConnectWaitResult::Kind::TimedOut);
 
     Shared::Concurrency::Event idle(true);
     Shared::Concurrency::Event answered(true);
     answered.Signal();
     const Shared::Raii::NativeHandle handles[] = {idle.Handle(), answered.Handle()};
-    const auto woken = ConnectTo(hanging.Port(), handles, kWaitForever);
+    const auto woken = ConnectTo(hanging, handles, kWaitForever);
     EXPECT_EQ(woken.kind, ConnectWaitResult::Kind::Woken);
     EXPECT_EQ(woken.wokenIndex, 1u);
+    PlatformCalls().Close(filler);
+    ::close(listener);
 
-    const int closed = ::socket(AF_INET, SOCK_STREAM, 0);  // bound, never listening
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = kLoopback;
-    socklen_t length = sizeof address;
-    ::bind(closed, reinterpret_cast<sockaddr*>(&address), length);
-    ::getsockname(closed, reinterpret_cast<sockaddr*>(&address), &length);
-    const auto refused = ConnectTo(ntohs(address.sin_port), handles, 1000);
+    std::uint16_t port = 0;
+    const int closed = BoundSocket(port);  // bound, never listening
+    const auto refused = ConnectTo(port, handles, 1000);
     ::close(closed);
     // The socket's own outcome counts even though a wake handle is signalled too.
     EXPECT_EQ(refused.kind, ConnectWaitResult::Kind::Completed);

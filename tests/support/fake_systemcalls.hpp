@@ -139,10 +139,6 @@ public:
         }
         auto next = datagrams.front();
         datagrams.pop_front();
-        if (!payloads.empty()) {
-            bytes = std::move(payloads.front());
-            payloads.pop_front();
-        }
         std::copy(bytes.begin(), bytes.end(), buffer.begin());
         return next;
     }
@@ -154,7 +150,6 @@ public:
     Shared::Concurrency::Event readable{true};
     Shared::Raii::NativeHandle watch = readable.Handle();  // what the listener waits on; null: fails
     std::vector<std::uint8_t> bytes;  // copied into the buffer of every datagram received
-    std::deque<std::vector<std::uint8_t>> payloads;  // each replaces `bytes` for one datagram
 
 private:
     SocketHandle Open() {
