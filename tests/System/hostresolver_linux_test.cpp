@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/System/shared.system-hostresolver.hpp"
 #include "Shared/src/System/shared.system-hostresolver_linux.hpp"
 #include "support/captured_log.hpp"
@@ -21,9 +22,9 @@ using namespace Shared::System;
 using testing::HasSubstr;
 using Addresses = std::vector<std::wstring>;
 
-// A stop request while a name hangs is the lab's (a dead name server and SIGTERM).
-std::string ErrorOf(const BlockingLookup& lookup, const std::wstring& name, std::uint32_t ms) {
-    return WhatOf([&] { ResolveWith(lookup, name, ms, {}); });
+std::string ErrorOf(const BlockingLookup& lookup, const std::wstring& name, std::uint32_t ms,
+                    const std::vector<Shared::Raii::NativeHandle>& giveUpOn = {}) {
+    return WhatOf([&] { ResolveWith(lookup, name, ms, giveUpOn); });
 }
 
 // The test's hold on a look-up: it blocks until the test lets it go, and gives up by itself
@@ -87,6 +88,15 @@ TEST(HostResolverLinux, AnswersInOrderAndFailuresCarryTheResolversText) {
         throw std::runtime_error("look-up broke");
     };
     EXPECT_EQ(ErrorOf(throwing, L"broken.lab", 5000), "look-up broke");
+
+    Shared::Concurrency::Event stop(true);
+    stop.Signal();  // the run is stopping before the answer comes
+    const BlockingLookup slow = [](const std::string&) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        return LookupOutcome{};
+    };
+    EXPECT_THAT(ErrorOf(slow, L"slow.lab", 5000, {stop.Handle()}),
+                HasSubstr("host name \"slow.lab\" was given up: the run is stopping."));
 
     EXPECT_EQ(HostResolver::Resolve(L"198.18.4.1", 5000), Addresses{L"198.18.4.1"});
 }
