@@ -29,14 +29,14 @@ inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
 #endif
 
 // A time-exceeded datagram (IPv4 header included) quoting a TCP probe to 198.18.4.1 from
-// `sourcePort` to port 80; the ICMP type, the quoted protocol and IP options on either header
-// vary it.
+// `sourcePort` to port 80; the ICMP type, both headers' protocols and IP options vary it.
 struct QuotedProbe {
     std::uint16_t sourcePort = 40000;
     std::uint8_t type = 11;
     std::uint8_t protocol = 6;
     std::size_t outerOptions = 0;
     std::size_t innerOptions = 0;
+    std::uint8_t outerProtocol = 1;
 };
 
 inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe = {}) {
@@ -45,7 +45,7 @@ inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe =
     const auto tcp = inner + 20 + probe.innerOptions;
     std::vector<std::uint8_t> bytes(tcp + 8, 0);
     bytes[0] = static_cast<std::uint8_t>(0x45 + probe.outerOptions / 4);
-    bytes[9] = 1;  // ICMP
+    bytes[9] = probe.outerProtocol;
     bytes[icmp] = probe.type;
     bytes[inner] = static_cast<std::uint8_t>(0x45 + probe.innerOptions / 4);
     bytes[inner + 9] = probe.protocol;
