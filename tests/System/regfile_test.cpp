@@ -26,17 +26,10 @@ std::string Utf16(std::wstring_view text) {
 std::wstring Shown(const RegistryExport& registry, std::wstring_view name,
                    std::wstring_view key = kKey) {
     const auto* value = registry.Find(key, name);
-    if (value == nullptr) {
-        return L"absent";
+    if (value == nullptr || value->type == RegistryValue::Type::Dword) {
+        return value == nullptr ? L"absent" : std::to_wstring(value->dword);
     }
-    switch (value->type) {
-    case RegistryValue::Type::Dword:
-        return std::to_wstring(value->dword);
-    case RegistryValue::Type::String:
-        return L"'" + value->text + L"'";
-    default:
-        return L"other";
-    }
+    return value->type == RegistryValue::Type::String ? L"'" + value->text + L"'" : L"other";
 }
 
 TEST(RegistryExport, ValuesReadAsImportReadsThemAndMalformedOnesAreDropped) {

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
 #include "support/fake_systemcalls.hpp"
 

@@ -4,9 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
 #include "Shared/src/Util/shared.util-windows.hpp"
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
 #include "Shared/src/WinSock/shared.winsock-wine.hpp"

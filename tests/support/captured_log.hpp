@@ -2,10 +2,7 @@
 // Installs a default logger that writes "level message" lines into a string, for the life of
 // the object.
 
-#include <memory>
-#include <mutex>
 #include <sstream>
-#include <string>
 
 #include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>

@@ -5,9 +5,7 @@
 #include <cerrno>
 #include <algorithm>
 #include <deque>
-#include <functional>
 #include <set>
-#include <vector>
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
