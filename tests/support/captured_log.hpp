@@ -17,8 +17,6 @@ public:
         spdlog::set_default_logger(logger);
     }
     ~CapturedLog() { spdlog::set_default_logger(previous_); }
-    CapturedLog(const CapturedLog&) = delete;
-    CapturedLog& operator=(const CapturedLog&) = delete;
 
     std::string Text() const { return stream_.str(); }
 
