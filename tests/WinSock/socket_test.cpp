@@ -40,7 +40,8 @@ TEST(Socket, ConnectOutcomesAreValuesAndTheWaitIsTheRetryTimeOutClamped) {
         socket.Close();
         return connect;
     };
-    // Connected, timed out and the wait of whole seconds: the trace tests see them.
+    // Connected and the wait of whole seconds: the trace tests see them.
+    EXPECT_EQ(outcome({Kind::TimedOut}).status, Status::TimedOut);
     EXPECT_EQ(outcome({Kind::Woken, 0, 1}).wokenIndex, 1u);
     EXPECT_EQ(calls.lastRetrySeconds, 2u);
     const auto unreachable = outcome({Kind::Completed, kUnreachableCode});
@@ -80,7 +81,7 @@ TEST(ICMPListener, FailedBindsLeaveNothingHalfOpenAndTheListenersSecondBindRetri
     EXPECT_EQ(calls.open.size(), 1u);
 }
 
-TEST(ICMPListener, SkipsShortDatagramsAndEndsWhenClosed) {
+TEST(ICMPListener, SkipsShortDatagramsFailsWithTheReadsCodeAndEndsWhenClosed) {
     FakeCalls calls;
     calls.bytes = TimeExceededDatagram();
     const auto size = static_cast<std::int64_t>(calls.bytes.size());
@@ -88,7 +89,7 @@ TEST(ICMPListener, SkipsShortDatagramsAndEndsWhenClosed) {
     calls.datagrams = {{12, 0, 0x010212C6}, {0, 0, 0}, {size, 0, 0x010212C6}};
     ICMPListener listener(calls);
     listener.Bind(L"198.18.1.2");
-    // The probe it names is the listener set's test; its sender and port are here.
+    // The probe it names is the listener set's test.
     const auto answer = listener.ReadNextICMPResponse();
     EXPECT_EQ(Shared::WinSock::Ipv4Text(answer.from), "198.18.2.1");
     EXPECT_EQ(answer.destinationPort, 80);
@@ -98,6 +99,11 @@ TEST(ICMPListener, SkipsShortDatagramsAndEndsWhenClosed) {
     EXPECT_THROW(listener.ReadNextICMPResponse(), WinSockException);
     closer.join();
     EXPECT_TRUE(calls.open.empty());
+
+    calls.datagrams = {{-1, kRefusedCode, 0}};
+    ICMPListener failing(calls);
+    failing.Bind(L"198.18.1.2");
+    EXPECT_EQ(CodeOf([&] { failing.ReadNextICMPResponse(); }), kRefusedCode);
 }
 
 }  // namespace
