@@ -14,7 +14,6 @@
 
 namespace {
 
-using Shared::System::detail::FileMode;
 using Shared::System::detail::Identity;
 using Shared::System::detail::KernelBindsToDeviceUnprivileged;
 using Shared::System::detail::ModeGrants;
