@@ -66,6 +66,7 @@ TEST(ICMPListener, FailedBindsLeaveNothingHalfOpenAndTheListenersSecondBindRetri
     socket.Open();
     EXPECT_EQ(CodeOf([&] { socket.Bind(L"198.18.1.2", 1000); }), kInUseCode);
     EXPECT_EQ(socket.TryConnect(0, 0).status, Status::Failed);
+    EXPECT_THROW(socket.SetSocketTTL(1), WinSockException);
     ICMPListener listener(calls);
     EXPECT_EQ(CodeOf([&] { listener.Bind(L"198.18.1.2"); }), kInUseCode);
     EXPECT_TRUE(calls.open.empty());
