@@ -9,84 +9,68 @@ namespace {
 
 using namespace Shared::System;
 
-constexpr const char* kAgent = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n";
-constexpr const char* kConfig = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia\\Config]\r\n";
+const std::string kAgent = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n";
+const std::string kConfig = "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia\\Config]\r\n";
 
 TEST(AgentSettings, WrongTypesReadAsAbsentAndDefaultsApply) {
-    {
-        const ScopedRegistry registry(std::string(kAgent) +
-                                      "\"HostResolutionWorkerCount\"=\"5\"\r\n"
-                                      "\"IsHostResolutionEnabled\"=dword:00000000\r\n" +
-                                      kConfig + "\"TcpTraceOverrideConnectionTimeout\"=dword:00000001\r\n");
-        EXPECT_EQ(AgentSettings::HostResolutionWorkerCount(), 3u);
-        EXPECT_FALSE(AgentSettings::IsHostResolutionEnabled());
-        EXPECT_EQ(AgentSettings::ConnectionTimeoutOverride(), 1u);
-        EXPECT_EQ(AgentSettings::DnsResolutionTimeoutMs(), 15000u);
-    }
-    {
-        const ScopedRegistry registry(std::string(kAgent) + "\"HostResolutionWorkerCount\"=dword:00000002\r\n" +
-                                      "\"dns-resolution-timeout\"=dword:000001f4\r\n" + kConfig +
-                                      "\"TcpTraceOverrideConnectionTimeout\"=dword:00000007\r\n");
-        EXPECT_EQ(AgentSettings::HostResolutionWorkerCount(), 2u);
-        EXPECT_TRUE(AgentSettings::IsHostResolutionEnabled());
-        EXPECT_EQ(AgentSettings::ConnectionTimeoutOverride(), 7u);
-        EXPECT_EQ(AgentSettings::DnsResolutionTimeoutMs(), 500u);
-    }
-    {
-        const ScopedRegistry registry(std::string(kAgent) +
-                                      "\"HostResolutionWorkerCount\"=dword:ffffffff\r\n");
-        EXPECT_EQ(AgentSettings::HostResolutionWorkerCount(), 64u);
-    }
+    const auto read = [](const std::string& agent, const std::string& config) {
+        const ScopedRegistry registry(kAgent + agent + kConfig + config);
+        return std::vector<std::uint32_t>{AgentSettings::HostResolutionWorkerCount(),
+                                          AgentSettings::IsHostResolutionEnabled(),
+                                          AgentSettings::ConnectionTimeoutOverride(),
+                                          AgentSettings::DnsResolutionTimeoutMs()};
+    };
+    const std::string timeout = "\"TcpTraceOverrideConnectionTimeout\"=dword:0000000";
+    EXPECT_EQ(read("\"HostResolutionWorkerCount\"=\"5\"\r\n"
+                   "\"IsHostResolutionEnabled\"=dword:00000000\r\n",
+                   timeout + "1\r\n"),
+              (std::vector<std::uint32_t>{3, 0, 1, 15000}));
+    EXPECT_EQ(read("\"HostResolutionWorkerCount\"=dword:00000002\r\n"
+                   "\"dns-resolution-timeout\"=dword:000001f4\r\n",
+                   timeout + "7\r\n"),
+              (std::vector<std::uint32_t>{2, 1, 7, 500}));
+    EXPECT_EQ(read("\"HostResolutionWorkerCount\"=dword:ffffffff\r\n", "")[0], 64u);
 }
 
 TEST(LoggingSettings, LevelAndTargetWords) {
-    using Log::ParseLogTarget;
-    using Log::ParseMinimumLogLevel;
-    EXPECT_EQ(ParseMinimumLogLevel(L"OFF"), spdlog::level::info);
-    EXPECT_EQ(ParseMinimumLogLevel(L"Warn"), spdlog::level::warn);
-    EXPECT_EQ(ParseMinimumLogLevel(L"warning"), spdlog::level::warn);
-    EXPECT_EQ(ParseMinimumLogLevel(L"err"), spdlog::level::err);
-    EXPECT_EQ(ParseMinimumLogLevel(L"DEBUG"), spdlog::level::debug);
-    EXPECT_EQ(ParseMinimumLogLevel(L"verbose"), spdlog::level::info);
-    EXPECT_EQ(ParseLogTarget(L"CONSOLE"), Log::LoggingMode::Console);
-    EXPECT_EQ(ParseLogTarget(L"EventLog"), Log::LoggingMode::EventLog);
-    EXPECT_EQ(ParseLogTarget(L"FileSystem"), Log::LoggingMode::File);
-    EXPECT_EQ(ParseLogTarget(L"anything"), Log::LoggingMode::File);
+    using namespace Log;
+    using enum spdlog::level::level_enum;
+    const std::pair<const wchar_t*, spdlog::level::level_enum> levels[] = {
+        {L"OFF", info}, {L"Warn", warn}, {L"warning", warn}, {L"err", err}, {L"DEBUG", debug},
+        {L"verbose", info}};
+    for (const auto& [word, level] : levels) {
+        EXPECT_EQ(ParseMinimumLogLevel(word), level) << word;
+    }
+    EXPECT_EQ(ParseLogTarget(L"CONSOLE"), LoggingMode::Console);
+    EXPECT_EQ(ParseLogTarget(L"EventLog"), LoggingMode::EventLog);
+    EXPECT_EQ(ParseLogTarget(L"anything"), LoggingMode::File);
 
-    const ScopedRegistry registry(std::string(kConfig) +
+    const ScopedRegistry registry(kConfig +
                                   "\"MinimumLogLevel\"=\"critical\"\r\n"
                                   "\"MaxLogFiles\"=dword:00000002\r\n"
                                   "\"MaxLogFileSize\"=\"1024\"\r\n"
                                   "\"LogTarget\"=\"console\"\r\n");
-    const auto settings = Log::ReadLoggingSettings();
-    EXPECT_EQ(settings.minimumLogLevel, static_cast<std::uint32_t>(spdlog::level::critical));
-    EXPECT_EQ(settings.maxLogFiles, 2u);
-    EXPECT_EQ(settings.maxLogFileSize, 10485760u);
-    EXPECT_EQ(settings.logTarget, 2u);
+    const auto read = ReadLoggingSettings();
+    EXPECT_EQ((std::vector{read.minimumLogLevel, read.maxLogFiles, read.maxLogFileSize,
+                           read.logTarget}),
+              (std::vector<std::uint32_t>{critical, 2, 10485760, 2}));
 }
 
-TEST(VpnStatus, TextsMapExactlyAndAnythingElseIsDisconnected) {
-    using Shared::KR::VpnConnectionStatus;
-    const auto statusFor = [](const std::string& value, std::wstring* raw = nullptr) {
+// The mapping itself is the VPN gate's table; here, the text handed back and other value types.
+TEST(VpnStatus, RawTextOfAnyValueType) {
+    const auto rawFor = [](const std::string& value) {
         const ScopedRegistry registry(
             "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\r\n\"tunnel-status\"=" +
             value + "\r\n");
-        return Shared::KR::GetVpnConnectionStatus(raw);
+        std::wstring raw;
+        return std::pair{Shared::KR::GetVpnConnectionStatus(&raw), raw};
     };
-    EXPECT_EQ(statusFor("\"connected\""), VpnConnectionStatus::Connected);
-    EXPECT_EQ(statusFor("\"connected-internal\""), VpnConnectionStatus::ConnectedInternal);
-    EXPECT_EQ(statusFor("\"internal\""), VpnConnectionStatus::Internal);
-    EXPECT_EQ(statusFor("\"connected-non-vm\""), VpnConnectionStatus::ConnectedNonVm);
-    EXPECT_EQ(statusFor("\"disabled\""), VpnConnectionStatus::Disabled);
-    std::wstring raw;
-    EXPECT_EQ(statusFor("\"Connected\"", &raw), VpnConnectionStatus::Disconnected);
-    EXPECT_EQ(raw, L"Connected");
-    EXPECT_EQ(statusFor("dword:00000001", &raw), VpnConnectionStatus::Disconnected);
-    EXPECT_EQ(raw, L"disconnected");
+    using enum Shared::KR::VpnConnectionStatus;
+    EXPECT_EQ(rawFor("\"Connected\""), std::pair(Disconnected, std::wstring(L"Connected")));
+    EXPECT_EQ(rawFor("dword:00000001"), std::pair(Disconnected, std::wstring(L"disconnected")));
     // A REG_SZ "connected\0x": the text ends at the zero, on both back ends.
-    EXPECT_EQ(statusFor("hex(1):63,6f,6e,6e,65,63,74,65,64,00,78,00", &raw),
-              VpnConnectionStatus::Connected);
-    EXPECT_EQ(raw, L"connected");
+    EXPECT_EQ(rawFor("hex(1):63,6f,6e,6e,65,63,74,65,64,00,78,00"),
+              std::pair(Connected, std::wstring(L"connected")));
 }
 
 }  // namespace

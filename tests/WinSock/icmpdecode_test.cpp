@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
 #include "support/fake_systemcalls.hpp"
 
@@ -9,13 +7,7 @@ namespace {
 
 using Shared::WinSock::DecodeTimeExceeded;
 using testing_support::QuotedProbe;
-
-// The outer protocol set, which the shared helper leaves 0.
-std::vector<std::uint8_t> Datagram(const QuotedProbe& shape = {}, std::uint8_t outerProtocol = 1) {
-    auto bytes = testing_support::TimeExceededDatagram(shape);
-    bytes[9] = outerProtocol;
-    return bytes;
-}
+using testing_support::TimeExceededDatagram;
 
 // Header options move the fields; the datagram may end right after the ports.
 TEST(IcmpDecode, AcceptsTimeExceededQuotingTcp) {
@@ -24,7 +16,7 @@ TEST(IcmpDecode, AcceptsTimeExceededQuotingTcp) {
     } cases[] = {{0, 0, 4}, {8, 12, 0}};
     for (const auto& [outer, inner, after] : cases) {
         SCOPED_TRACE(testing::Message() << outer << " " << inner << " " << after);
-        const auto bytes = Datagram({.outerOptions = outer, .innerOptions = inner});
+        const auto bytes = TimeExceededDatagram({.outerOptions = outer, .innerOptions = inner});
         const auto probe = DecodeTimeExceeded(bytes, bytes.size() - 4 + after);
         ASSERT_TRUE(probe);
         EXPECT_EQ(probe->originalDestination, (std::array<std::uint8_t, 4>{198, 18, 4, 1}));
@@ -34,13 +26,12 @@ TEST(IcmpDecode, AcceptsTimeExceededQuotingTcp) {
 }
 
 TEST(IcmpDecode, DropsOtherTypesProtocolsAndShortDatagrams) {
-    const auto decodes = [](const QuotedProbe& shape, std::size_t received = 56,
-                            std::uint8_t outerProtocol = 1) {
-        return DecodeTimeExceeded(Datagram(shape, outerProtocol), received).has_value();
+    const auto decodes = [](const QuotedProbe& shape, std::size_t received = 56) {
+        return DecodeTimeExceeded(TimeExceededDatagram(shape), received).has_value();
     };
     EXPECT_FALSE(decodes({.type = 3}));   // unreachable
     EXPECT_FALSE(decodes({.type = 0}));   // echo reply
-    EXPECT_FALSE(decodes({}, 56, 17));    // not ICMP at all
+    EXPECT_FALSE(decodes({.outerProtocol = 17}));  // not ICMP at all
     EXPECT_FALSE(decodes({.protocol = 17}));  // quotes UDP
     EXPECT_FALSE(decodes({.protocol = 1}));   // quotes ICMP
     EXPECT_FALSE(decodes({}, 20 + 8 + 20 + 3));  // a port byte short, though the buffer has it

@@ -2,10 +2,7 @@
 // Installs a default logger that writes "level message" lines into a string, for the life of
 // the object.
 
-#include <memory>
-#include <mutex>
 #include <sstream>
-#include <string>
 
 #include <spdlog/sinks/ostream_sink.h>
 #include <spdlog/spdlog.h>
@@ -20,8 +17,6 @@ public:
         spdlog::set_default_logger(logger);
     }
     ~CapturedLog() { spdlog::set_default_logger(previous_); }
-    CapturedLog(const CapturedLog&) = delete;
-    CapturedLog& operator=(const CapturedLog&) = delete;
 
     std::string Text() const { return stream_.str(); }
 

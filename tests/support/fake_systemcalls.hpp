@@ -5,9 +5,7 @@
 #include <cerrno>
 #include <algorithm>
 #include <deque>
-#include <functional>
 #include <set>
-#include <vector>
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
 #include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
@@ -29,14 +27,14 @@ inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
 #endif
 
 // A time-exceeded datagram (IPv4 header included) quoting a TCP probe to 198.18.4.1 from
-// `sourcePort` to port 80; the ICMP type, the quoted protocol and IP options on either header
-// vary it.
+// `sourcePort` to port 80; the ICMP type, both headers' protocols and IP options vary it.
 struct QuotedProbe {
     std::uint16_t sourcePort = 40000;
     std::uint8_t type = 11;
     std::uint8_t protocol = 6;
     std::size_t outerOptions = 0;
     std::size_t innerOptions = 0;
+    std::uint8_t outerProtocol = 1;
 };
 
 inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe = {}) {
@@ -45,7 +43,7 @@ inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe =
     const auto tcp = inner + 20 + probe.innerOptions;
     std::vector<std::uint8_t> bytes(tcp + 8, 0);
     bytes[0] = static_cast<std::uint8_t>(0x45 + probe.outerOptions / 4);
-    bytes[9] = 1;  // ICMP
+    bytes[9] = probe.outerProtocol;
     bytes[icmp] = probe.type;
     bytes[inner] = static_cast<std::uint8_t>(0x45 + probe.innerOptions / 4);
     bytes[inner + 9] = probe.protocol;
@@ -139,10 +137,6 @@ public:
         }
         auto next = datagrams.front();
         datagrams.pop_front();
-        if (!payloads.empty()) {
-            bytes = std::move(payloads.front());
-            payloads.pop_front();
-        }
         std::copy(bytes.begin(), bytes.end(), buffer.begin());
         return next;
     }
@@ -154,7 +148,6 @@ public:
     Shared::Concurrency::Event readable{true};
     Shared::Raii::NativeHandle watch = readable.Handle();  // what the listener waits on; null: fails
     std::vector<std::uint8_t> bytes;  // copied into the buffer of every datagram received
-    std::deque<std::vector<std::uint8_t>> payloads;  // each replaces `bytes` for one datagram
 
 private:
     SocketHandle Open() {

@@ -3,11 +3,9 @@
 // the settings reader is pointed at a temporary export file; on Windows the export is imported
 // into the live registry with `reg import`, and the keys that the import created are removed.
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <string>
 #include <vector>
 
 #include <unistd.h>

@@ -4,9 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include <exception>
 #include <stdexcept>
-#include <string>
 
 template <typename Exception, typename Action>
 Exception Thrown(Action&& action) {
