@@ -14,6 +14,7 @@
 namespace {
 
 using namespace Shared::Exception;
+using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -41,47 +42,38 @@ void FailInLongNamedFunctionFor(std::integer_sequence<int, N...>) {
     FailInLongNamedFunction<PaddingTypeWhoseNameMakesTheSymbolLong<N>...>();
 }
 
-static_assert(std::is_base_of_v<std::invalid_argument, InvalidArgument>);
-
 TEST(ExceptionText, EachKindHasItsForm) {
-    const std::string base = RuntimeError("Handle is null or invalid.").what();
-    // The module is named by its path in the repository, without extension.
-    EXPECT_THAT(base, StartsWith("Exception in "));
-    EXPECT_THAT(base, HasSubstr("() at tests/Exception/exception_test:"));
-    EXPECT_THAT(base, HasSubstr(" --> Handle is null or invalid.\nStacktrace:\n"));
-    EXPECT_EQ(ModulePathOf("/elsewhere/file"), "/elsewhere/file");
-
-    const std::string zero = Win32Exception("Failed to set timer", 0).what();
-    EXPECT_THAT(zero, StartsWith("Exception in function "));
-    EXPECT_THAT(zero, Not(HasSubstr(" --> ")));  // code zero: no translation, no hint
-    const std::string dns = Win32Exception("op failed", 12007).what();
-    EXPECT_THAT(dns, EndsWith(HintFor(12007)));
-    const std::string com = ComException("CoInitializeEx() failed", 0x80090328).what();
-    EXPECT_THAT(com, StartsWith("COM Exception in function "));
-    EXPECT_THAT(com, EndsWith(HintFor(0x80090328)));
-    const std::string socket = Shared::WinSock::WinSockException("connect() failed", 12002).what();
-    EXPECT_THAT(socket, Not(HasSubstr(HintFor(12002))));
-    const std::pair<std::string, std::string> parts[] = {
-        {zero, ": Failed to set timer\nStacktrace:\n"},
+    const std::pair<std::string, testing::Matcher<std::string>> forms[] = {
+        // The module is named by its path in the repository, without extension.
+        {RuntimeError("Handle is null or invalid.").what(),
+         AllOf(StartsWith("Exception in "), HasSubstr("() at tests/Exception/exception_test:"),
+               HasSubstr(" --> Handle is null or invalid.\nStacktrace:\n"))},
+        // Code zero: no translation, no hint.
+        {Win32Exception("Failed to set timer", 0).what(),
+         AllOf(StartsWith("Exception in function "), Not(HasSubstr(" --> ")),
+               HasSubstr(": Failed to set timer\nStacktrace:\n"))},
         {Win32Exception("op failed", 2).what(),
-         " --> " + TranslateSystemError(2) + " (error code 0X2)\n"},
-        {dns, " --> Failed to translate Win32 error code: 12007 (error code 0X2EE7)"},
+         HasSubstr(" --> " + TranslateSystemError(2) + " (error code 0X2)\n")},
+        {Win32Exception("op failed", 12007).what(),
+         AllOf(HasSubstr(" --> Failed to translate Win32 error code: 12007 (error code 0X2EE7)"),
+               EndsWith(HintFor(12007)))},
         {Win32Exception("op failed", 0xFFFFFFFF).what(),
-         "Failed to translate Win32 error code: 4294967295"},
-        {socket, ": connect() failed --> "},
+         HasSubstr("Failed to translate Win32 error code: 4294967295")},
+        {Shared::WinSock::WinSockException("connect() failed", 12002).what(),
+         AllOf(HasSubstr(": connect() failed --> "), Not(HasSubstr(HintFor(12002))))},
         {NtStatusException("RtlIpv4StringToAddressW() failed", 0xC000000D).what(),
-         " --> " + TranslateModuleError(0xC000000D, ErrorModule::NtDll) +
-             " (NTSTATUS code 0XC000000D).\n"},
-        {com, "(HRESULT 0X80090328)"},
+         HasSubstr(" --> " + TranslateModuleError(0xC000000D, ErrorModule::NtDll) +
+                   " (NTSTATUS code 0XC000000D).\n")},
+        {ComException("CoInitializeEx() failed", 0x80090328).what(),
+         AllOf(StartsWith("COM Exception in function "), HasSubstr("(HRESULT 0X80090328)"),
+               EndsWith(HintFor(0x80090328)))},
     };
-    for (const auto& [text, part] : parts) {
-        EXPECT_THAT(text, HasSubstr(part));
+    for (const auto& [text, form] : forms) {
+        EXPECT_THAT(text, form);
     }
-    EXPECT_EQ(Win32Exception("op failed", 0xFFFFFFFF).Code(), 0xFFFFFFFFu);
     // Only the Win32 form strips one line break.
     EXPECT_EQ(StripOneTrailingCrLf("text\r\n\r\n"), "text\r\n");
     EXPECT_EQ(StripOneTrailingCrLf("text\n"), "text\n");
-    EXPECT_EQ(HintFor(12193), "");
 
     std::string rendered;
     RenderNested(std::runtime_error("alone"), rendered);

@@ -4,8 +4,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include "Shared/src/Exception/shared.exception-baseexception.hpp"
-#include "Shared/src/Log/shared.log-factory.hpp"
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/Log/shared.log-rotatingfilesink.hpp"
 #include "support/captured_log.hpp"
@@ -117,15 +115,6 @@ TEST(GuardedLog, FormatFaultsBecomeOneErrorLineAndMembersComposeTheirTexts) {
                              "error Error in function ", "---> Failed here"}) {
         EXPECT_THAT(log.Text(), HasSubstr(part));
     }
-}
-
-TEST(LoggerFactory, RejectsUnknownModesAndInstallsTheDefaultLogger) {
-    const CapturedLog restore;
-    EXPECT_THROW(Log::CreateLogger(static_cast<Log::LoggingMode>(6), spdlog::level::info, "x.log", 1, 1),
-                 Shared::Exception::RuntimeError);
-    Log::CreateLogger(Log::LoggingMode::None, spdlog::level::debug, "x.log", 1, 1);
-    EXPECT_EQ(spdlog::default_logger()->name(), "default");
-    EXPECT_EQ(spdlog::default_logger()->level(), spdlog::level::debug);
 }
 
 }  // namespace

@@ -60,6 +60,7 @@ class AgentRuns(LabCase):
         self.assertEqual([[(h["address"], h["loss"]) for h in r["report"]["hubs"]] for r in whole],
                          [[(a, 0) for a in path(t)] for t in ("198.18.3.1", "198.19.0.2")])
         self.assertNotIn("exiting due received signal", log)
+        self.assertEqual("not a FIFO, a stale stop request" in log, not WINE)
         self.assertNotIn("[debug]", log)
 
     def test_the_vpn_state_and_the_log_level_from_the_settings(self):
