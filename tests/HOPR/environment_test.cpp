@@ -1,12 +1,10 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <map>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
-#include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
 #include "Shared/src/System/shared.system-agentsettings.hpp"
-#include "support/captured_log.hpp"
 #include "support/scoped_registry.hpp"
 
 namespace {
@@ -20,80 +18,44 @@ TcpTraceTest MakeTest(const std::wstring& uuid, const std::wstring& target) {
     return test;
 }
 
-TEST(TargetResolution, DropsUnresolvableAndDuplicateTargets) {
-    const CapturedLog log;
-    const auto resolve = [](const std::wstring& target, std::uint32_t) -> std::vector<std::wstring> {
-        if (target == L"broken") {
-            throw std::runtime_error("lookup failed");
-        }
-        if (target == L"nothing") {
-            return {};
-        }
-        return {target == L"alias" ? L"198.18.4.1" : target, L"198.18.9.9"};
-    };
-    const auto kept = HOPR::RemoveResolvedDuplicates(
-        {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"alias"), MakeTest(L"c", L"broken"),
-         MakeTest(L"d", L"nothing"), MakeTest(L"e", L"198.18.9.9")},
-        resolve);
-    ASSERT_EQ(kept.size(), 2u);
-    EXPECT_EQ(kept[0].testUuid, L"a");
-    EXPECT_EQ(kept[0].resolvedIp, L"198.18.4.1");
-    EXPECT_EQ(kept[1].testUuid, L"e");
-    EXPECT_THAT(log.Text(), testing::HasSubstr("Ignoring duplicate test b"));
-    EXPECT_THAT(log.Text(), testing::HasSubstr(
-                                "Failed processing IP for test c against target broken. This test "
-                                "will be skipped. Error: lookup failed"));
-    EXPECT_THAT(log.Text(), testing::HasSubstr("Found no IPs for test d against target nothing."));
-}
-
-// The look-up that a request to terminate abandons, and those after it, are not dropped.
-TEST(TargetResolution, OnTerminateTheTestsLeftAreKeptUnresolved) {
-    const CapturedLog log;
-    auto& termination = Shared::Concurrency::TerminationEvent();
-    const auto kept = HOPR::RemoveResolvedDuplicates(
-        {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"hangs"), MakeTest(L"c", L"later")},
-        [&](const std::wstring& target, std::uint32_t) -> std::vector<std::wstring> {
-            if (target == L"hangs") {
-                termination.Signal();
-                throw std::runtime_error("given up");
-            }
-            return {target};
-        });
-    termination.Reset();
-    ASSERT_EQ(kept.size(), 3u);
-    EXPECT_EQ(kept[0].resolvedIp, L"198.18.4.1");
-    EXPECT_EQ(kept[1].testUuid, L"b");
-    EXPECT_TRUE(kept[2].resolvedIp.empty());
-    EXPECT_THAT(log.Text(), testing::HasSubstr("the remaining 2 tests are not looked up."));
-}
-
-// What the agent's setting reads as is the settings' test; here, that every look-up gets it.
-TEST(TargetResolution, EveryLookUpGetsTheAgentsTimeOut) {
+// The settings' test proves what the agent's look-up limit reads as; here, that each look-up
+// gets it.
+TEST(TargetResolution, DropsUnresolvableAndDuplicateTargetsLookingEachUpWithTheAgentsTimeOut) {
     const ScopedRegistry registry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
                                   "\"dns-resolution-timeout\"=dword:000001f4\r\n");
     std::vector<std::uint32_t> timeouts;
-    HOPR::RemoveResolvedDuplicates({MakeTest(L"u-1", L"slow.lab"), MakeTest(L"u-2", L"slow.lab")},
-                                   [&](const std::wstring&, std::uint32_t ms) {
-                                       timeouts.push_back(ms);
-                                       return std::vector<std::wstring>{L"198.18.4.1"};
-                                   });
-    EXPECT_EQ(timeouts, (std::vector<std::uint32_t>{500, 500}));
+    const std::map<std::wstring, std::vector<std::wstring>> found{  // "broken" throws
+        {L"198.18.4.1", {L"198.18.4.1"}}, {L"alias", {L"198.18.4.1", L"198.18.9.9"}},
+        {L"nothing", {}}, {L"198.18.9.9", {L"198.18.9.9"}}};
+    const auto resolve = [&](const std::wstring& target, std::uint32_t ms) {
+        timeouts.push_back(ms);
+        return found.at(target);
+    };
+    std::vector<std::pair<std::wstring, std::wstring>> kept;
+    for (const auto& test : HOPR::RemoveResolvedDuplicates(
+             {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"alias"), MakeTest(L"c", L"broken"),
+              MakeTest(L"d", L"nothing"), MakeTest(L"e", L"198.18.9.9")},
+             resolve)) {
+        kept.emplace_back(test.testUuid, test.resolvedIp);
+    }
+    EXPECT_EQ(kept, (std::vector<std::pair<std::wstring, std::wstring>>{{L"a", L"198.18.4.1"},
+                                                                        {L"e", L"198.18.9.9"}}));
+    EXPECT_EQ(timeouts, std::vector<std::uint32_t>(5, 500));
 }
 
+// The tunnel adapter is the one with the split routes' gateway 0.0.0.0; without it, the
+// physical one stands in; with no physical one there is nothing to bind.
 TEST(InterfaceSelection, TunnelAdapterIsVirtualAndTheNextOneIsPhysical) {
     std::wstring physical, tunnel;
-    HOPR::GetInterfaceAddresses({{{L"198.18.60.2"}, {L"0.0.0.0"}},
-                                 {{L"198.18.1.2", L"198.18.1.3"}, {L"198.18.1.1"}}},
-                                physical, tunnel);
-    EXPECT_EQ(physical, L"198.18.1.2");
-    EXPECT_EQ(tunnel, L"198.18.60.2");
-
-    const CapturedLog log;
-    HOPR::GetInterfaceAddresses({{{L"198.18.1.2"}, {L"198.18.1.1"}}}, physical, tunnel);
-    EXPECT_EQ(tunnel, L"198.18.1.2");
-    EXPECT_THAT(log.Text(), testing::HasSubstr("No active interface with route 0.0.0.0 found"));
-    EXPECT_ANY_THROW(HOPR::GetInterfaceAddresses({{{L"198.18.60.2"}, {L"0.0.0.0"}}}, physical, tunnel));
-    EXPECT_ANY_THROW(HOPR::GetInterfaceAddresses({}, physical, tunnel));
+    const auto choose = [&](const std::vector<Shared::System::InterfaceDefaultGateway>& adapters) {
+        HOPR::GetInterfaceAddresses(adapters, physical, tunnel);
+        return physical + L" " + tunnel;
+    };
+    EXPECT_EQ(choose({{{L"198.18.60.2"}, {L"0.0.0.0"}},
+                      {{L"198.18.1.2", L"198.18.1.3"}, {L"198.18.1.1"}}}),
+              L"198.18.1.2 198.18.60.2");
+    EXPECT_EQ(choose({{{L"198.18.1.3"}, {L"198.18.1.1"}}}), L"198.18.1.3 198.18.1.3");
+    EXPECT_ANY_THROW(choose({{{L"198.18.60.2"}, {L"0.0.0.0"}}}));
 }
 
 TEST(VpnGate, DecisionTable) {

@@ -36,49 +36,36 @@ Outcome RunHopr(const std::string& arguments, const std::string& input) {
     return outcome;
 }
 
-TEST(ProgramRun, BadCommandLinesAndBrokenInputEndWithTheDocumentedStatus) {
+// The usage and its status 16 are the Windows acceptance run's; broken JSON is the fuzzers'.
+TEST(ProgramRun, BrokenInputEndsWithTheDocumentedStatus) {
     std::string longLine = "[";
     for (int i = 0; i < 5'000'000; ++i) {
         longLine += "1,";
     }
     const struct {
         const char* what;
-        const char* arguments;
         std::string input;
         int status;
         const char* output;  // a line of it; for status 80 the exception text
-        bool traced = false;  // the text ends with its stack trace, nothing added after it
     } cases[] = {
-        {"help", "-h", "", 16,
-         "Usage: hopr.exe test <Target> --port <Port> --repeats <Repeats> --timeout <Timeout> "
-         "--max-unknown <MaxUknown> --log <n|c|f|b> [--interface <InterfaceAddress>]\n"},
-        {"no line at all", "json -l n", "", 80, "Failed reading line from std::cin", true},
-        {"empty line", "json -l n", "\n", 80, "Exception in ", true},
-        {"ten megabyte line", "json -l n", longLine + "1]\n", 80, "Exception in "},
-        {"deep nesting", "json -l n", std::string(200'000, '[') + std::string(200'000, ']') + "\n",
-         80, "Exception in "},
-        {"a test without its fields", "json -l n", "{\"tests\": [{\"target\": \"x\"}]}\n", 80,
-         "WinRT failed parsing JSON", true},
-        {"no tests, huge numbers", "json -l n",
+        {"no line at all", "", 80, "Failed reading line from std::cin"},
+        {"empty line", "\n", 80, "Exception in "},
+        {"ten megabyte line", longLine + "1]\n", 80, "Exception in "},
+        {"deep nesting", std::string(200'000, '[') + std::string(200'000, ']') + "\n", 80,
+         "Exception in "},
+        {"a test without its fields", "{\"tests\": [{\"target\": \"x\"}]}\n", 80,
+         "WinRT failed parsing JSON"},
+        {"no tests, huge numbers",
          "{\"tests\":[],\"isSerialised\":false,\"exitEventName\":\"\",\"minPort\":1e300,"
          "\"maxPort\":-1e300}\n",
          96, ""},
     };
-    for (const auto& [what, arguments, input, status, output, traced] : cases) {
-        const auto outcome = RunHopr(arguments, input);
+    for (const auto& [what, input, status, output] : cases) {
+        const auto outcome = RunHopr("json -l n", input);
         EXPECT_EQ(outcome.status, status) << what;
         EXPECT_THAT(outcome.output, testing::HasSubstr(output)) << what;
-        if (traced) {
-            EXPECT_TRUE(outcome.output.ends_with("Stacktrace:\n") ||
-                        outcome.output.ends_with(std::string(36, '-') + "\n"))
-                << what;
-        }
-        if (status == 96) {
-            EXPECT_EQ(outcome.output, "") << what;
-        }
+        EXPECT_TRUE(status != 96 || outcome.output.empty()) << what;
     }
-    EXPECT_THAT(RunHopr("-h", "").output,
-                testing::StartsWith("Failed to parse arguments: This should be caught"));
 }
 
 }  // namespace
