@@ -1,9 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <numeric>
+#include <set>
+#include <system_error>
+#include <tuple>
 
+#include "HOPR/HOPR/hopr-cl.hpp"
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "HOPR/HOPR/hopr-testpool.hpp"
 #include "Shared/src/System/shared.system-agentsettings.hpp"
 #include "support/scoped_registry.hpp"
 
@@ -11,11 +18,35 @@ namespace {
 
 using Shared::Json::TcpTraceTest;
 
+HOPR::CommandLineArguments Parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "hopr");
+    return HOPR::ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+}
+
+// The lab runs `test ... -l f` and `json -l n|c|f`; the log mode may also come first.
+TEST(CommandLine, TestSubcommandWithTheLogModeFirstJsonWithItLastAndBadCommandLines) {
+    const auto test = Parse({"-l", "b", "test", "10.0.0.1", "-p", "443", "-r", "3", "-t", "2",
+                             "-u", "5", "--interface", "192.168.1.5"});
+    EXPECT_EQ(std::tuple(test.isJson, test.loggingMode, test.target, test.interfaceAddress),
+              std::tuple(false, Log::LoggingMode::ConsoleAndFile, std::wstring(L"10.0.0.1"),
+                         std::wstring(L"192.168.1.5")));
+    EXPECT_EQ(std::vector({test.port, test.repeats, test.timeout, test.maxUnknown}),
+              std::vector({443u, 3u, 2u, 5u}));
+    const auto json = Parse({"-l", "c", "json"});
+    EXPECT_EQ(std::pair(json.isJson, json.loggingMode), std::pair(true, Log::LoggingMode::Console));
+
+    const std::vector<std::vector<const char*>> bad = {
+        {"json"}, {"-l", "n"}, {"json", "test", "-l", "n"}, {"-h"},
+        {"test", "10.0.0.1", "-p", "x", "-r", "3", "-t", "2", "-u", "5", "-l", "f"},
+        {"test", "10.0.0.1", "-r", "3", "-t", "2", "-u", "5", "-l", "f"},
+        {"json", "-l", "x"}, {"json", "-l", "nn"}, {"json", "-l", "N"}, {"json", "-l", ""}};
+    for (const auto& arguments : bad) {
+        EXPECT_ANY_THROW(Parse(arguments)) << arguments[0];
+    }
+}
+
 TcpTraceTest MakeTest(const std::wstring& uuid, const std::wstring& target) {
-    TcpTraceTest test;
-    test.testUuid = uuid;
-    test.target = target;
-    return test;
+    return {.target = target, .testUuid = uuid};
 }
 
 // The settings' test proves what the agent's look-up limit reads as; here, that each look-up
@@ -63,17 +94,13 @@ TEST(VpnGate, DecisionTable) {
         const ScopedRegistry registry(
             std::string("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\r\n"
                         "\"tunnel-status\"=\"") + status + "\"\r\n");
-        TcpTraceTest test;
-        test.muRunTestsFromTrustedNetworks = trusted;
-        test.muRunTestsFromUntrustedNetworksWithVPNDisabled = untrustedNoVpn;
-        return HOPR::ShouldRun(test);
+        return HOPR::ShouldRun({.muRunTestsFromTrustedNetworks = trusted,
+                                .muRunTestsFromUntrustedNetworksWithVPNDisabled = untrustedNoVpn});
     };
-    EXPECT_TRUE(runs("connected", false, false));
-    EXPECT_FALSE(runs("connected-non-vm", true, true));
-    EXPECT_FALSE(runs("internal", false, true));
-    EXPECT_TRUE(runs("connected-internal", true, false));
-    EXPECT_FALSE(runs("disconnected", true, false));
-    EXPECT_TRUE(runs("disabled", false, true));
+    EXPECT_EQ(std::vector({runs("connected", false, false), runs("connected-non-vm", true, true),
+                           runs("internal", false, true), runs("connected-internal", true, false),
+                           runs("disconnected", true, false), runs("disabled", false, true)}),
+              std::vector({true, false, false, true, false, true}));
 }
 
 // The VPN client key is chosen once per process, so the choice is made in a fresh one: the
@@ -93,6 +120,34 @@ TEST(VpnClientKeyDeathTest, TheAccessAgentKeyWinsWhenBothKeysExist) {
         return chosen && HOPR::ShouldRun(Shared::Json::TcpTraceTest{});
     };
     EXPECT_EXIT(std::exit(accessAgentDecides() ? 0 : 1), testing::ExitedWithCode(0), "");
+}
+
+// The lab runs a concurrent run under a thread limit; here, the system refuses every thread.
+TEST(TestPool, StartTimesAreOrderedWithinTheBoundAndWithNoThreadTheCallerRunsEveryTest) {
+    using std::chrono::milliseconds;
+    const auto before = std::chrono::steady_clock::now();
+    const auto tests = HOPR::DrawStartTimes(40, 3);
+    ASSERT_EQ(tests.size(), 40u);
+    EXPECT_TRUE(std::is_sorted(tests.begin(), tests.end(),
+                               [](const auto& a, const auto& b) { return a.startAt < b.startAt; }));
+    EXPECT_GE(tests.front().startAt, before + milliseconds(1));
+    EXPECT_LE(tests.back().startAt, std::chrono::steady_clock::now() + milliseconds(3));
+    std::vector<std::uint64_t> ran;
+    std::set<std::thread::id> threads;
+    HOPR::RunOnThreads(
+        tests, 4,
+        [&](const HOPR::ScheduledTest& test) {
+            ran.push_back(test.index);
+            threads.insert(std::this_thread::get_id());
+        },
+        [](std::function<void()>) -> std::thread {
+            throw std::system_error(EAGAIN, std::generic_category(), "thread");
+        });
+    std::sort(ran.begin(), ran.end());
+    std::vector<std::uint64_t> everyTest(40);
+    std::iota(everyTest.begin(), everyTest.end(), 0);
+    EXPECT_EQ(ran, everyTest);
+    EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
 }
 
 }  // namespace

@@ -1,19 +1,107 @@
 #include <chrono>
+#include <future>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "HOPR/HOPR/hopr-listenerset.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
+#include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 #include "support/fake_systemcalls.hpp"
 
 namespace {
 
+using HOPR::ProbeAnswers;
 using HOPR::ProbeAttempt;
 using Shared::WinSock::ConnectWaitResult;
+using Shared::WinSock::ICMPTCPResponse;
 using testing_support::FakeCalls;
 
 constexpr Shared::WinSock::Ipv4Address kTarget = 0x010412C6;  // 198.18.4.1
+constexpr Shared::WinSock::Ipv4Address kOther = 0x020412C6;   // 198.18.4.2
+
+ICMPTCPResponse Answer(Shared::WinSock::Ipv4Address from, std::int64_t at,
+                       Shared::WinSock::Ipv4Address destination = kTarget) {
+    return {destination, from, 1000, 443, at};
+}
+
+bool Signalled(const Shared::Concurrency::Event& event) {
+    return Shared::Concurrency::WaitFor(event.Handle(), 0, false);
+}
+
+// Every probe of a trace quotes one key: only the flight tells whose an answer is. Only a kept
+// answer's router is offered for naming, once, to the look-up workers in turn.
+TEST(ProbeAnswers, AnAnswerBelongsToTheProbeInFlightAndIsCountedAnyway) {
+    HOPR::ResolutionQueues queues(2);
+    HOPR::RouterNames names(queues, true);
+    ProbeAnswers answers(&names);
+    Shared::Concurrency::Event wake(true);
+    EXPECT_FALSE(answers.Record(Answer(1, 1)));  // before the first probe: not even counted
+    {
+        const ProbeAnswers::Flight first(answers, {kTarget, 1000}, 5, wake);
+        EXPECT_FALSE(answers.Record(Answer(2, 4)));  // read before the probe began
+        EXPECT_FALSE(answers.Record(Answer(3, 6, kOther)));
+        EXPECT_FALSE(Signalled(wake));
+        EXPECT_TRUE(answers.Record(Answer(4, 10)));
+        EXPECT_TRUE(Signalled(wake));
+        EXPECT_FALSE(answers.Record(Answer(5, 11)));  // the probe has its answer
+        EXPECT_EQ(first.Answer()->from, 4u);
+    }
+    wake.Reset();
+    EXPECT_FALSE(answers.Record(Answer(6, 20)));  // between probes
+    {
+        const ProbeAnswers::Flight second(answers, {kTarget, 1000}, 30, wake);
+        EXPECT_FALSE(second.Answer());
+        EXPECT_TRUE(answers.Record(Answer(7, 31)));
+        EXPECT_EQ(second.Answer()->from, 7u);
+    }
+    EXPECT_FALSE(answers.Record(Answer(8, 40)));  // after the last
+    EXPECT_EQ(answers.CountFor(kTarget), 6u);
+    EXPECT_EQ(answers.CountFor(kOther), 0u);  // never probed: nothing to tell apart
+    names.Offer(4);
+    HOPR::RouterNames(queues, false).Offer(9);  // names are off
+    EXPECT_EQ(std::vector({queues[0].Copy(), queues[1].Copy()}),
+              (std::vector<std::vector<std::string>>{{"4.0.0.0"}, {"7.0.0.0"}}));
+}
+
+// The run's listeners: a socket that answers one time-exceeded datagram, then fails the way
+// one whose interface went away does, and tells the test when it has failed.
+class FailingSocket : public testing_support::FakeCalls {
+public:
+    FailingSocket() {
+        bytes = testing_support::TimeExceededDatagram();
+        datagrams.push_back({56, 0, 0x010112C6});
+        datagrams.push_back({-1, testing_support::kUnreachableCode, 0});
+    }
+
+    Shared::WinSock::ReceiveResult ReceiveFrom(Shared::WinSock::SocketHandle socket,
+                                               std::span<std::uint8_t> buffer) override {
+        const auto result = FakeCalls::ReceiveFrom(socket, buffer);
+        if (result.bytes < 0 && !result.wouldBlock) {
+            failed.set_value();
+        }
+        return result;
+    }
+
+    std::promise<void> failed;
+};
+
+TEST(ListenerSet, AFailedSocketEndsOnlyItsThreadAndKeepsWhatItCaught) {
+    FailingSocket calls;
+    auto done = calls.failed.get_future();
+    HOPR::ProbeAnswers answers;
+    Shared::Concurrency::Event wake(true);
+    const HOPR::ProbeAnswers::Flight flight(answers, {kTarget, 40000}, 0, wake);
+    HOPR::ListenerSet listeners({L"198.18.1.2"}, calls);
+    const Shared::Concurrency::Event neverStopped(true);
+    listeners.Start(answers, neverStopped);
+    ASSERT_EQ(done.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    listeners.Stop();
+    EXPECT_EQ(answers.CountFor(kTarget), 1u);
+    EXPECT_TRUE(flight.Answer());
+}
 
 // A path whose target accepts from hop `connectAtHop` on; routers up to `answeringHops` answer
 // each probe the way a listener thread would, which must end the probe's wait at once.
@@ -50,12 +138,9 @@ std::vector<ProbeAttempt> RunTrace(Path& path, std::uint32_t probesPerNode,
                                    std::uint32_t maxUnknown, HOPR::TraceOptions options = {},
                                    const std::wstring& resolvedIp = L"198.18.4.1") {
     path.Install();
-    Shared::Json::TcpTraceTest test;
-    test.target = L"target.lab";
-    test.resolvedIp = resolvedIp;
-    test.probesPerNode = probesPerNode;
-    test.maxUnknown = maxUnknown;
-    test.timeout = 1;
+    const Shared::Json::TcpTraceTest test{.target = L"target.lab", .timeout = 1,
+                                          .maxUnknown = maxUnknown, .probesPerNode = probesPerNode,
+                                          .resolvedIp = resolvedIp};
     return HOPR::Trace(L"198.18.60.2", L"198.18.1.2", test, path.answers, options, path.calls);
 }
 
@@ -67,7 +152,6 @@ TEST(Trace, ListenerAnswersEndTheirProbesAndTheTraceEndsAtItsLimits) {
     EXPECT_TRUE(run.back().connected);
     EXPECT_EQ(run[2].answer->from, 0x010212C6u);
     EXPECT_EQ(path.calls.aborted, 6u);  // every probe's socket was reset, none left to linger
-    EXPECT_TRUE(path.calls.open.empty());
 
     Path silent;
     EXPECT_TRUE(RunTrace(silent, 3, 0).empty());
@@ -127,6 +211,65 @@ TEST(Trace, AProbeEndedByHostUnreachableWaitsForItsListenerAnswer) {
     ASSERT_EQ(run.size(), 2u);
     ASSERT_TRUE(run[0].answer);
     EXPECT_EQ(run[0].answer->from, 0x010112C6u);
+}
+
+constexpr std::int64_t kMs = 1'000'000;
+
+ProbeAttempt Probe(std::uint32_t hop, std::int64_t startMs, bool connected = false,
+                   std::int64_t endMs = 0) {
+    return {.hop = hop, .target = L"target.lab", .targetAddress = L"198.18.4.1",
+            .startTime = startMs * kMs, .endTime = endMs * kMs, .connected = connected,
+            .wallClock = 17'953'037'390'000'000};  // 2026-11-21 in 100-ns ticks
+}
+
+// The probe with the answer it kept in flight.
+ProbeAttempt Answered(ProbeAttempt probe, const std::wstring& from, std::int64_t atMs) {
+    probe.answer = ICMPTCPResponse{kTarget, Shared::WinSock::ParseIpv4Strict(from), 1, 443,
+                                   atMs * kMs};
+    return probe;
+}
+
+nlohmann::json Result(const std::vector<ProbeAttempt>& probes, const HOPR::HostNames& names = {}) {
+    const HOPR::ProbeAnswers answers;
+    return nlohmann::json::parse(HOPR::GenerateMtrResults(
+        {.target = L"target.lab", .testUuid = L"t-1", .probesPerNode = 3,
+         .resolvedIp = L"198.18.4.1"},
+        probes, answers, names));
+}
+
+// Whole hubs as the agent reads them; "loss" is single precision on purpose.
+TEST(ResultAssembly, HopsCarryStatisticsFromDistinctSamplesAndTheirRoutersNames) {
+    HOPR::HostNames names;
+    names.WriteExclusive([](auto& map) { map["198.18.2.1"] = "r2.lab"; });
+    // Out of order, so that the largest, the smallest, the last sent and the last answered
+    // sample are four different probes.
+    const auto result = Result({Answered(Probe(1, 0), L"198.18.1.1", 30),
+                                Answered(Probe(1, 100), L"198.18.1.1", 110),
+                                Answered(Probe(1, 200), L"198.18.1.1", 220), Probe(1, 300),
+                                Probe(2, 0), Answered(Probe(2, 0), L"198.18.2.1", 12), Probe(2, 0),
+                                Probe(3, 0), Probe(3, 0), Probe(4, 0, true, 25),
+                                Probe(4, 100, true, 105), Probe(4, 200, true, 215),
+                                Probe(4, 300, false, 340)},
+                               names);
+    EXPECT_EQ(result["report"]["hubs"], nlohmann::json::parse(R"([
+        {"count": "1", "sent": 4, "address": "198.18.1.1", "host": "198.18.1.1", "loss": 25.0,
+         "worst": 30.0, "best": 10.0, "last": 20.0, "avg": 20.0, "stdev": 10.0},
+        {"count": "2", "sent": 3, "address": "198.18.2.1", "host": "r2.lab",
+         "loss": 66.66667175292969, "worst": 12.0, "best": 12.0, "last": 12.0, "avg": 12.0,
+         "stdev": 0.0},
+        {"count": "3", "sent": 2, "address": "0.0.0.0", "host": "???", "loss": 100.0,
+         "worst": 0.0, "best": 0.0, "last": 0.0, "avg": 0.0, "stdev": 0.0},
+        {"count": "4", "sent": 4, "address": "198.18.4.1", "host": "target.lab", "loss": 25.0,
+         "worst": 25.0, "best": 5.0, "last": 15.0, "avg": 15.0, "stdev": 10.0}])"));
+    EXPECT_EQ(result["timestamp"], 1795303739);
+    EXPECT_EQ(result["testUuid"], "t-1");
+    auto mtr = result["report"]["mtr"];
+    EXPECT_FALSE(mtr["src"].get<std::string>().empty());
+    mtr.erase("src");
+    EXPECT_EQ(mtr, nlohmann::json::parse(R"({"dst": "target.lab", "dstAddress": "198.18.4.1",
+        "tos": "0x0", "psize": "0x00", "bitpattern": "", "tests": "3", "label": "",
+        "options": ["rttClamping", "useDns", "showIps", "dns", "endVerification"]})"));
+    EXPECT_EQ(Result({})["timestamp"], 0);
 }
 
 }  // namespace
