@@ -127,7 +127,6 @@ TEST(TestPool, StartTimesAreOrderedWithinTheBoundAndWithNoThreadTheCallerRunsEve
     using std::chrono::milliseconds;
     const auto before = std::chrono::steady_clock::now();
     const auto tests = HOPR::DrawStartTimes(40, 3);
-    ASSERT_EQ(tests.size(), 40u);
     EXPECT_TRUE(std::is_sorted(tests.begin(), tests.end(),
                                [](const auto& a, const auto& b) { return a.startAt < b.startAt; }));
     EXPECT_GE(tests.front().startAt, before + milliseconds(1));

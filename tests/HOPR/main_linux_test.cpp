@@ -10,30 +10,25 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <utility>
 
 namespace {
 
-struct Outcome {
-    int status = -1;
-    std::string output;
-};
-
-// What it prints on stdout, with `input` on stdin.
-Outcome RunHopr(const std::string& arguments, const std::string& input) {
+// The exit status and what it prints on stdout, with `input` on stdin.
+std::pair<int, std::string> RunHopr(const std::string& input) {
     const auto stdinPath = "/tmp/hopr-main-test-" + std::to_string(::getpid());
     std::ofstream(stdinPath, std::ios::binary) << input;
-    const auto command = "HOPR_REGISTRY_FILE=/nonexistent/hopr.reg '" HOPR_BINARY "' " + arguments +
-                         " <" + stdinPath + " 2>/dev/null";
+    const auto command = "HOPR_REGISTRY_FILE=/nonexistent/hopr.reg '" HOPR_BINARY "' json -l n <" +
+                         stdinPath + " 2>/dev/null";
     FILE* pipe = ::popen(command.c_str(), "r");
-    Outcome outcome;
+    std::string output;
     char buffer[4096];
     for (std::size_t read; (read = std::fread(buffer, 1, sizeof buffer, pipe)) > 0;) {
-        outcome.output.append(buffer, read);
+        output.append(buffer, read);
     }
     const int raw = ::pclose(pipe);
     std::remove(stdinPath.c_str());
-    outcome.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-    return outcome;
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, output};
 }
 
 // The usage and its status 16 are the Windows acceptance run's; broken JSON is the fuzzers'.
@@ -60,10 +55,10 @@ TEST(ProgramRun, BrokenInputEndsWithTheDocumentedStatus) {
          96, ""},
     };
     for (const auto& [what, input, status, output] : cases) {
-        const auto outcome = RunHopr("json -l n", input);
-        EXPECT_EQ(outcome.status, status) << what;
-        EXPECT_THAT(outcome.output, testing::HasSubstr(output)) << what;
-        EXPECT_TRUE(status != 96 || outcome.output.empty()) << what;
+        const auto [ended, printed] = RunHopr(input);
+        EXPECT_EQ(ended, status) << what;
+        EXPECT_THAT(printed, testing::HasSubstr(output)) << what;
+        EXPECT_TRUE(status != 96 || printed.empty()) << what;
     }
 }
 
