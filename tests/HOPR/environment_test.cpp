@@ -41,7 +41,7 @@ TEST(CommandLine, TestSubcommandWithTheLogModeFirstJsonWithItLastAndBadCommandLi
         {"test", "10.0.0.1", "-r", "3", "-t", "2", "-u", "5", "-l", "f"},
         {"json", "-l", "x"}, {"json", "-l", "nn"}, {"json", "-l", "N"}, {"json", "-l", ""}};
     for (const auto& arguments : bad) {
-        EXPECT_ANY_THROW(Parse(arguments)) << arguments[0];
+        EXPECT_ANY_THROW(Parse(arguments)) << testing::PrintToString(arguments);
     }
 }
 

@@ -1,5 +1,4 @@
-// The built program's exit statuses for what it is handed before any probe: these runs open no
-// socket, so nothing here needs privileges or a lab.
+// The built program's exit statuses for what it is handed before any probe: no socket, no lab.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,11 +14,12 @@
 namespace {
 
 // The exit status and what it prints on stdout, with `input` on stdin.
-std::pair<int, std::string> RunHopr(const std::string& input) {
+std::pair<int, std::string> RunHopr(const std::string& input,
+                                    const std::string& arguments = "json -l n") {
     const auto stdinPath = "/tmp/hopr-main-test-" + std::to_string(::getpid());
     std::ofstream(stdinPath, std::ios::binary) << input;
-    const auto command = "HOPR_REGISTRY_FILE=/nonexistent/hopr.reg '" HOPR_BINARY "' json -l n <" +
-                         stdinPath + " 2>/dev/null";
+    const auto command = "HOPR_REGISTRY_FILE=/nonexistent/hopr.reg '" HOPR_BINARY "' " + arguments +
+                         " <" + stdinPath + " 2>/dev/null";
     FILE* pipe = ::popen(command.c_str(), "r");
     std::string output;
     char buffer[4096];
@@ -31,7 +31,7 @@ std::pair<int, std::string> RunHopr(const std::string& input) {
     return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, output};
 }
 
-// The usage and its status 16 are the Windows acceptance run's; broken JSON is the fuzzers'.
+// The usage's text is the Windows acceptance run's; broken JSON is the fuzzers'.
 TEST(ProgramRun, BrokenInputEndsWithTheDocumentedStatus) {
     std::string longLine = "[";
     for (int i = 0; i < 5'000'000; ++i) {
@@ -60,6 +60,7 @@ TEST(ProgramRun, BrokenInputEndsWithTheDocumentedStatus) {
         EXPECT_THAT(printed, testing::HasSubstr(output)) << what;
         EXPECT_TRUE(status != 96 || printed.empty()) << what;
     }
+    EXPECT_EQ(RunHopr("", "-h").first, 16);
 }
 
 }  // namespace
