@@ -1,99 +1,92 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <map>
+#include <numeric>
+#include <set>
+#include <system_error>
+#include <tuple>
 
+#include "HOPR/HOPR/hopr-cl.hpp"
 #include "HOPR/HOPR/hopr-helpers.hpp"
-#include "Shared/src/Concurrency/shared.concurrency-termination.hpp"
+#include "HOPR/HOPR/hopr-testpool.hpp"
 #include "Shared/src/System/shared.system-agentsettings.hpp"
-#include "support/captured_log.hpp"
 #include "support/scoped_registry.hpp"
 
 namespace {
 
 using Shared::Json::TcpTraceTest;
 
+HOPR::CommandLineArguments Parse(std::vector<const char*> arguments) {
+    arguments.insert(arguments.begin(), "hopr");
+    return HOPR::ParseCommandLine(static_cast<int>(arguments.size()), arguments.data());
+}
+
+// The lab runs `test ... -l f` and `json -l n|c|f`; the log mode may also come first.
+TEST(CommandLine, TestSubcommandWithTheLogModeFirstJsonWithItLastAndBadCommandLines) {
+    const auto test = Parse({"-l", "b", "test", "10.0.0.1", "-p", "443", "-r", "3", "-t", "2",
+                             "-u", "5", "--interface", "192.168.1.5"});
+    EXPECT_EQ(std::tuple(test.isJson, test.loggingMode, test.target, test.interfaceAddress),
+              std::tuple(false, Log::LoggingMode::ConsoleAndFile, std::wstring(L"10.0.0.1"),
+                         std::wstring(L"192.168.1.5")));
+    EXPECT_EQ(std::vector({test.port, test.repeats, test.timeout, test.maxUnknown}),
+              std::vector({443u, 3u, 2u, 5u}));
+    const auto json = Parse({"-l", "c", "json"});
+    EXPECT_EQ(std::pair(json.isJson, json.loggingMode), std::pair(true, Log::LoggingMode::Console));
+
+    const std::vector<std::vector<const char*>> bad = {
+        {"json"}, {"-l", "n"}, {"json", "test", "-l", "n"}, {"-h"},
+        {"test", "10.0.0.1", "-p", "x", "-r", "3", "-t", "2", "-u", "5", "-l", "f"},
+        {"test", "10.0.0.1", "-r", "3", "-t", "2", "-u", "5", "-l", "f"},
+        {"json", "-l", "x"}, {"json", "-l", "nn"}, {"json", "-l", "N"}, {"json", "-l", ""}};
+    for (const auto& arguments : bad) {
+        EXPECT_ANY_THROW(Parse(arguments)) << testing::PrintToString(arguments);
+    }
+}
+
 TcpTraceTest MakeTest(const std::wstring& uuid, const std::wstring& target) {
-    TcpTraceTest test;
-    test.testUuid = uuid;
-    test.target = target;
-    return test;
+    return {.target = target, .testUuid = uuid};
 }
 
-TEST(TargetResolution, DropsUnresolvableAndDuplicateTargets) {
-    const CapturedLog log;
-    const auto resolve = [](const std::wstring& target, std::uint32_t) -> std::vector<std::wstring> {
-        if (target == L"broken") {
-            throw std::runtime_error("lookup failed");
-        }
-        if (target == L"nothing") {
-            return {};
-        }
-        return {target == L"alias" ? L"198.18.4.1" : target, L"198.18.9.9"};
-    };
-    const auto kept = HOPR::RemoveResolvedDuplicates(
-        {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"alias"), MakeTest(L"c", L"broken"),
-         MakeTest(L"d", L"nothing"), MakeTest(L"e", L"198.18.9.9")},
-        resolve);
-    ASSERT_EQ(kept.size(), 2u);
-    EXPECT_EQ(kept[0].testUuid, L"a");
-    EXPECT_EQ(kept[0].resolvedIp, L"198.18.4.1");
-    EXPECT_EQ(kept[1].testUuid, L"e");
-    EXPECT_THAT(log.Text(), testing::HasSubstr("Ignoring duplicate test b"));
-    EXPECT_THAT(log.Text(), testing::HasSubstr(
-                                "Failed processing IP for test c against target broken. This test "
-                                "will be skipped. Error: lookup failed"));
-    EXPECT_THAT(log.Text(), testing::HasSubstr("Found no IPs for test d against target nothing."));
-}
-
-// The look-up that a request to terminate abandons, and those after it, are not dropped.
-TEST(TargetResolution, OnTerminateTheTestsLeftAreKeptUnresolved) {
-    const CapturedLog log;
-    auto& termination = Shared::Concurrency::TerminationEvent();
-    const auto kept = HOPR::RemoveResolvedDuplicates(
-        {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"hangs"), MakeTest(L"c", L"later")},
-        [&](const std::wstring& target, std::uint32_t) -> std::vector<std::wstring> {
-            if (target == L"hangs") {
-                termination.Signal();
-                throw std::runtime_error("given up");
-            }
-            return {target};
-        });
-    termination.Reset();
-    ASSERT_EQ(kept.size(), 3u);
-    EXPECT_EQ(kept[0].resolvedIp, L"198.18.4.1");
-    EXPECT_EQ(kept[1].testUuid, L"b");
-    EXPECT_TRUE(kept[2].resolvedIp.empty());
-    EXPECT_THAT(log.Text(), testing::HasSubstr("the remaining 2 tests are not looked up."));
-}
-
-// What the agent's setting reads as is the settings' test; here, that every look-up gets it.
-TEST(TargetResolution, EveryLookUpGetsTheAgentsTimeOut) {
+// The settings' test proves what the agent's look-up limit reads as; here, that each look-up
+// gets it.
+TEST(TargetResolution, DropsUnresolvableAndDuplicateTargetsLookingEachUpWithTheAgentsTimeOut) {
     const ScopedRegistry registry("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
                                   "\"dns-resolution-timeout\"=dword:000001f4\r\n");
     std::vector<std::uint32_t> timeouts;
-    HOPR::RemoveResolvedDuplicates({MakeTest(L"u-1", L"slow.lab"), MakeTest(L"u-2", L"slow.lab")},
-                                   [&](const std::wstring&, std::uint32_t ms) {
-                                       timeouts.push_back(ms);
-                                       return std::vector<std::wstring>{L"198.18.4.1"};
-                                   });
-    EXPECT_EQ(timeouts, (std::vector<std::uint32_t>{500, 500}));
+    const std::map<std::wstring, std::vector<std::wstring>> found{  // "broken" throws
+        {L"198.18.4.1", {L"198.18.4.1"}}, {L"alias", {L"198.18.4.1", L"198.18.9.9"}},
+        {L"nothing", {}}, {L"198.18.9.9", {L"198.18.9.9"}}};
+    const auto resolve = [&](const std::wstring& target, std::uint32_t ms) {
+        timeouts.push_back(ms);
+        return found.at(target);
+    };
+    std::vector<std::pair<std::wstring, std::wstring>> kept;
+    for (const auto& test : HOPR::RemoveResolvedDuplicates(
+             {MakeTest(L"a", L"198.18.4.1"), MakeTest(L"b", L"alias"), MakeTest(L"c", L"broken"),
+              MakeTest(L"d", L"nothing"), MakeTest(L"e", L"198.18.9.9")},
+             resolve)) {
+        kept.emplace_back(test.testUuid, test.resolvedIp);
+    }
+    EXPECT_EQ(kept, (std::vector<std::pair<std::wstring, std::wstring>>{{L"a", L"198.18.4.1"},
+                                                                        {L"e", L"198.18.9.9"}}));
+    EXPECT_EQ(timeouts, std::vector<std::uint32_t>(5, 500));
 }
 
+// The tunnel adapter is the one with the split routes' gateway 0.0.0.0; without it, the
+// physical one stands in; with no physical one there is nothing to bind.
 TEST(InterfaceSelection, TunnelAdapterIsVirtualAndTheNextOneIsPhysical) {
     std::wstring physical, tunnel;
-    HOPR::GetInterfaceAddresses({{{L"198.18.60.2"}, {L"0.0.0.0"}},
-                                 {{L"198.18.1.2", L"198.18.1.3"}, {L"198.18.1.1"}}},
-                                physical, tunnel);
-    EXPECT_EQ(physical, L"198.18.1.2");
-    EXPECT_EQ(tunnel, L"198.18.60.2");
-
-    const CapturedLog log;
-    HOPR::GetInterfaceAddresses({{{L"198.18.1.2"}, {L"198.18.1.1"}}}, physical, tunnel);
-    EXPECT_EQ(tunnel, L"198.18.1.2");
-    EXPECT_THAT(log.Text(), testing::HasSubstr("No active interface with route 0.0.0.0 found"));
-    EXPECT_ANY_THROW(HOPR::GetInterfaceAddresses({{{L"198.18.60.2"}, {L"0.0.0.0"}}}, physical, tunnel));
-    EXPECT_ANY_THROW(HOPR::GetInterfaceAddresses({}, physical, tunnel));
+    const auto choose = [&](const std::vector<Shared::System::InterfaceDefaultGateway>& adapters) {
+        HOPR::GetInterfaceAddresses(adapters, physical, tunnel);
+        return physical + L" " + tunnel;
+    };
+    EXPECT_EQ(choose({{{L"198.18.60.2"}, {L"0.0.0.0"}},
+                      {{L"198.18.1.2", L"198.18.1.3"}, {L"198.18.1.1"}}}),
+              L"198.18.1.2 198.18.60.2");
+    EXPECT_EQ(choose({{{L"198.18.1.3"}, {L"198.18.1.1"}}}), L"198.18.1.3 198.18.1.3");
+    EXPECT_ANY_THROW(choose({{{L"198.18.60.2"}, {L"0.0.0.0"}}}));
 }
 
 TEST(VpnGate, DecisionTable) {
@@ -101,17 +94,13 @@ TEST(VpnGate, DecisionTable) {
         const ScopedRegistry registry(
             std::string("[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Kestrand\\Orvia]\r\n"
                         "\"tunnel-status\"=\"") + status + "\"\r\n");
-        TcpTraceTest test;
-        test.muRunTestsFromTrustedNetworks = trusted;
-        test.muRunTestsFromUntrustedNetworksWithVPNDisabled = untrustedNoVpn;
-        return HOPR::ShouldRun(test);
+        return HOPR::ShouldRun({.muRunTestsFromTrustedNetworks = trusted,
+                                .muRunTestsFromUntrustedNetworksWithVPNDisabled = untrustedNoVpn});
     };
-    EXPECT_TRUE(runs("connected", false, false));
-    EXPECT_FALSE(runs("connected-non-vm", true, true));
-    EXPECT_FALSE(runs("internal", false, true));
-    EXPECT_TRUE(runs("connected-internal", true, false));
-    EXPECT_FALSE(runs("disconnected", true, false));
-    EXPECT_TRUE(runs("disabled", false, true));
+    EXPECT_EQ(std::vector({runs("connected", false, false), runs("connected-non-vm", true, true),
+                           runs("internal", false, true), runs("connected-internal", true, false),
+                           runs("disconnected", true, false), runs("disabled", false, true)}),
+              std::vector({true, false, false, true, false, true}));
 }
 
 // The VPN client key is chosen once per process, so the choice is made in a fresh one: the
@@ -131,6 +120,33 @@ TEST(VpnClientKeyDeathTest, TheAccessAgentKeyWinsWhenBothKeysExist) {
         return chosen && HOPR::ShouldRun(Shared::Json::TcpTraceTest{});
     };
     EXPECT_EXIT(std::exit(accessAgentDecides() ? 0 : 1), testing::ExitedWithCode(0), "");
+}
+
+// The lab runs a concurrent run under a thread limit; here, the system refuses every thread.
+TEST(TestPool, StartTimesAreOrderedWithinTheBoundAndWithNoThreadTheCallerRunsEveryTest) {
+    using std::chrono::milliseconds;
+    const auto before = std::chrono::steady_clock::now();
+    const auto tests = HOPR::DrawStartTimes(40, 3);
+    EXPECT_TRUE(std::is_sorted(tests.begin(), tests.end(),
+                               [](const auto& a, const auto& b) { return a.startAt < b.startAt; }));
+    EXPECT_GE(tests.front().startAt, before + milliseconds(1));
+    EXPECT_LE(tests.back().startAt, std::chrono::steady_clock::now() + milliseconds(3));
+    std::vector<std::uint64_t> ran;
+    std::set<std::thread::id> threads;
+    HOPR::RunOnThreads(
+        tests, 4,
+        [&](const HOPR::ScheduledTest& test) {
+            ran.push_back(test.index);
+            threads.insert(std::this_thread::get_id());
+        },
+        [](std::function<void()>) -> std::thread {
+            throw std::system_error(EAGAIN, std::generic_category(), "thread");
+        });
+    std::sort(ran.begin(), ran.end());
+    std::vector<std::uint64_t> everyTest(40);
+    std::iota(everyTest.begin(), everyTest.end(), 0);
+    EXPECT_EQ(ran, everyTest);
+    EXPECT_EQ(threads, std::set{std::this_thread::get_id()});
 }
 
 }  // namespace

@@ -1,32 +1,111 @@
 #include <chrono>
+#include <future>
 #include <thread>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "HOPR/HOPR/hopr-helpers.hpp"
+#include "HOPR/HOPR/hopr-listenerset.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
 #include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
-#include "support/captured_log.hpp"
 #include "support/fake_systemcalls.hpp"
 
 namespace {
 
+using HOPR::ProbeAnswers;
 using HOPR::ProbeAttempt;
 using Shared::WinSock::ConnectWaitResult;
+using Shared::WinSock::ICMPTCPResponse;
 using testing_support::FakeCalls;
 
 constexpr Shared::WinSock::Ipv4Address kTarget = 0x010412C6;  // 198.18.4.1
+constexpr Shared::WinSock::Ipv4Address kOther = 0x020412C6;   // 198.18.4.2
+
+ICMPTCPResponse Answer(Shared::WinSock::Ipv4Address from, std::int64_t at,
+                       Shared::WinSock::Ipv4Address destination = kTarget) {
+    return {destination, from, 1000, 443, at};
+}
+
+// Every probe of a trace quotes one key: only the flight tells whose an answer is. Only a kept
+// answer's router is offered for naming, once, to the look-up workers in turn.
+TEST(ProbeAnswers, AnAnswerBelongsToTheProbeInFlightAndIsCountedAnyway) {
+    HOPR::ResolutionQueues queues(2);
+    HOPR::RouterNames names(queues, true);
+    ProbeAnswers answers(&names);
+    Shared::Concurrency::Event wake(true);
+    EXPECT_FALSE(answers.Record(Answer(1, 1)));  // before the first probe: not even counted
+    {
+        const ProbeAnswers::Flight first(answers, {kTarget, 1000}, 5, wake);
+        EXPECT_FALSE(answers.Record(Answer(2, 4)));  // read before the probe began
+        EXPECT_FALSE(answers.Record(Answer(3, 6, kOther)));
+        EXPECT_FALSE(Shared::Concurrency::WaitFor(wake.Handle(), 0, false));  // not woken
+        EXPECT_TRUE(answers.Record(Answer(4, 10)));
+        EXPECT_TRUE(Shared::Concurrency::WaitFor(wake.Handle(), 0, false));
+        EXPECT_FALSE(answers.Record(Answer(5, 11)));  // the probe has its answer
+        EXPECT_EQ(first.Answer()->from, 4u);
+    }
+    wake.Reset();
+    EXPECT_FALSE(answers.Record(Answer(6, 20)));  // between probes
+    {
+        const ProbeAnswers::Flight second(answers, {kTarget, 1000}, 30, wake);
+        EXPECT_FALSE(second.Answer());
+        EXPECT_TRUE(answers.Record(Answer(7, 31)));
+        EXPECT_EQ(second.Answer()->from, 7u);
+    }
+    EXPECT_FALSE(answers.Record(Answer(8, 40)));  // after the last
+    EXPECT_EQ(answers.CountFor(kTarget), 6u);
+    EXPECT_EQ(answers.CountFor(kOther), 0u);  // never probed: nothing to tell apart
+    names.Offer(4);
+    HOPR::RouterNames(queues, false).Offer(9);  // names are off
+    EXPECT_EQ(std::vector({queues[0].Copy(), queues[1].Copy()}),
+              (std::vector<std::vector<std::string>>{{"4.0.0.0"}, {"7.0.0.0"}}));
+}
+
+// The run's listeners: a socket that answers one time-exceeded datagram, then fails the way
+// one whose interface went away does, and tells the test when it has failed.
+class FailingSocket : public testing_support::FakeCalls {
+public:
+    FailingSocket() {
+        bytes = testing_support::TimeExceededDatagram();
+        datagrams.push_back({56, 0, 0x010112C6});
+        datagrams.push_back({-1, testing_support::kUnreachableCode, 0});
+    }
+
+    Shared::WinSock::ReceiveResult ReceiveFrom(Shared::WinSock::SocketHandle socket,
+                                               std::span<std::uint8_t> buffer) override {
+        const auto result = FakeCalls::ReceiveFrom(socket, buffer);
+        if (result.bytes < 0 && !result.wouldBlock) {
+            failed.set_value();
+        }
+        return result;
+    }
+
+    std::promise<void> failed;
+};
+
+TEST(ListenerSet, AFailedSocketEndsOnlyItsThreadAndKeepsWhatItCaught) {
+    FailingSocket calls;
+    auto done = calls.failed.get_future();
+    HOPR::ProbeAnswers answers;
+    Shared::Concurrency::Event wake(true);
+    const HOPR::ProbeAnswers::Flight flight(answers, {kTarget, 40000}, 0, wake);
+    HOPR::ListenerSet listeners({L"198.18.1.2"}, calls);
+    const Shared::Concurrency::Event neverStopped(true);
+    listeners.Start(answers, neverStopped);
+    ASSERT_EQ(done.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    listeners.Stop();
+    EXPECT_EQ(answers.CountFor(kTarget), 1u);
+    EXPECT_TRUE(flight.Answer());
+}
 
 // A path whose target accepts from hop `connectAtHop` on; routers up to `answeringHops` answer
 // each probe the way a listener thread would, which must end the probe's wait at once.
 struct Path {
     std::uint32_t connectAtHop = 0;  // 0: never
     std::uint32_t answeringHops = 0;
-    std::uint32_t failure = 0;  // non-zero: the connect fails with it instead of timing out
     FakeCalls calls;
     HOPR::ProbeAnswers answers{nullptr};
-    std::vector<std::uint32_t> timeoutsMs;
 
     // Unless the test gave the connect an outcome of its own.
     void Install() {
@@ -35,8 +114,7 @@ struct Path {
         }
         calls.onConnect = [this](std::uint32_t ttl,
                                  std::span<const Shared::Raii::NativeHandle> wake,
-                                 std::uint32_t timeoutMs) -> ConnectWaitResult {
-            timeoutsMs.push_back(timeoutMs);
+                                 std::uint32_t) -> ConnectWaitResult {
             if (connectAtHop != 0 && ttl >= connectAtHop) {
                 return {};
             }
@@ -47,78 +125,52 @@ struct Path {
                     return {ConnectWaitResult::Kind::Woken, 0, 0};
                 }
             }
-            if (failure != 0) {
-                return {ConnectWaitResult::Kind::Completed, failure};
-            }
             return {ConnectWaitResult::Kind::TimedOut};
         };
     }
 };
 
-struct TraceRun {
-    std::vector<ProbeAttempt> probes;
-    std::string log;
-};
-
-TraceRun RunTrace(Path& path, std::uint32_t probesPerNode, std::uint32_t maxUnknown,
-                  HOPR::TraceOptions options = {}, const std::wstring& resolvedIp = L"198.18.4.1") {
-    const CapturedLog log;
+std::vector<ProbeAttempt> RunTrace(Path& path, std::uint32_t probesPerNode,
+                                   std::uint32_t maxUnknown, HOPR::TraceOptions options = {},
+                                   const std::wstring& resolvedIp = L"198.18.4.1") {
     path.Install();
-    Shared::Json::TcpTraceTest test;
-    test.target = L"target.lab";
-    test.resolvedIp = resolvedIp;
-    test.probesPerNode = probesPerNode;
-    test.maxUnknown = maxUnknown;
-    test.timeout = 1;
-    auto probes = HOPR::Trace(L"198.18.60.2", L"198.18.1.2", test, path.answers, options, path.calls);
-    return {std::move(probes), log.Text()};
+    const Shared::Json::TcpTraceTest test{.target = L"target.lab", .timeout = 1,
+                                          .maxUnknown = maxUnknown, .probesPerNode = probesPerNode,
+                                          .resolvedIp = resolvedIp};
+    return HOPR::Trace(L"198.18.60.2", L"198.18.1.2", test, path.answers, options, path.calls);
 }
 
-TEST(Trace, AnsweredProbesEndSilentlyAndTheTraceStopsAfterTheConnectingHop) {
+// The lab traces real paths; these are the ends and the port accounting it cannot reach.
+TEST(Trace, ListenerAnswersEndTheirProbesAndTheTraceEndsAtItsLimits) {
     Path path{.connectAtHop = 3, .answeringHops = 2};
     const auto run = RunTrace(path, 2, 3);
-    ASSERT_EQ(run.probes.size(), 6u);
-    EXPECT_EQ(run.probes.back().hop, 3u);
-    EXPECT_TRUE(run.probes.back().connected);
-    EXPECT_FALSE(run.probes.front().connected);
-    EXPECT_GE(run.probes.front().endTime, run.probes.front().startTime);
-    EXPECT_THAT(run.log, testing::Not(testing::HasSubstr("Winsock error")));
-    EXPECT_EQ(run.probes[5].repeat, 1u);
-    EXPECT_TRUE(path.calls.open.empty());
+    ASSERT_EQ(run.size(), 6u);  // two per hop, the target's included
+    EXPECT_EQ(run[2].answer->from, 0x010212C6u);
     EXPECT_EQ(path.calls.aborted, 6u);  // every probe's socket was reset, none left to linger
-    // The connect time-out bounds every wait, and each probe keeps the answer of its flight.
-    EXPECT_THAT(path.timeoutsMs, testing::Each(1000u));
-    EXPECT_EQ(run.probes[2].answer->from, 0x010212C6u);
-    // One flow: the system picks the first probe's port, and every later probe reuses it.
-    EXPECT_EQ(path.calls.boundPorts, (std::vector<std::uint16_t>{0, 50000, 50000, 50000, 50000, 50000}));
 
-    Path atOnce{.connectAtHop = 1};
-    EXPECT_EQ(RunTrace(atOnce, 3, 3).probes.size(), 3u);
-}
-
-TEST(Trace, SilentHopsEndTheTraceAfterMaxUnknown) {
-    Path path;
-    const auto run = RunTrace(path, 2, 3);
-    EXPECT_EQ(run.probes.size(), 6u);
-    EXPECT_EQ(run.probes.back().hop, 3u);
-    EXPECT_THAT(run.log, testing::HasSubstr("Aborting trace for 198.18.4.1 due to too many unknown nodes"));
-    EXPECT_TRUE(RunTrace(path, 3, 0).probes.empty());
-    EXPECT_TRUE(RunTrace(path, 0, 3).probes.empty());
+    Path silent;
+    EXPECT_TRUE(RunTrace(silent, 3, 0).empty());
+    EXPECT_TRUE(RunTrace(silent, 0, 3).empty());
+    EXPECT_TRUE(RunTrace(silent, 3, 3, {}, L"").empty());  // the target was never resolved
+    Shared::Concurrency::Event exitEvent(true);
+    Path stopped;
+    stopped.calls.onConnect = [&](std::uint32_t, auto wake, std::uint32_t) -> ConnectWaitResult {
+        exitEvent.Signal();  // while the probe waits, whose wait the event must be able to end
+        EXPECT_EQ(wake.size(), 2u);
+        return {ConnectWaitResult::Kind::Woken};
+    };
+    EXPECT_EQ(RunTrace(stopped, 3, 3, {.exitEvent = &exitEvent}).size(), 1u);
     Path endless{.answeringHops = 1000};
-    EXPECT_EQ(RunTrace(endless, 1, 1000).probes.back().hop, 255u);  // the largest TTL
+    EXPECT_EQ(RunTrace(endless, 1, 1000).back().hop, 255u);  // the largest TTL
 }
 
-TEST(Trace, EveryProbeLeavesFromTheRangesFirstPortWhichIsAccountedPerProbeWithoutWrapping) {
+TEST(Trace, PortsAreAccountedPerProbeWithoutWrappingAndATakenOneGivesWay) {
     Path range{.answeringHops = 10};
-    const auto run = RunTrace(range, 2, 5, {.minPort = 1000, .maxPort = 1004});
-    ASSERT_EQ(run.probes.size(), 5u);
+    EXPECT_EQ(RunTrace(range, 2, 5, {.minPort = 1000, .maxPort = 1004}).size(), 5u);
     EXPECT_EQ(range.calls.boundPorts, std::vector<std::uint16_t>(5, 1000));
-
     Path top{.answeringHops = 10};
-    EXPECT_EQ(RunTrace(top, 3, 5, {.minPort = 65535, .maxPort = 65535}).probes.size(), 1u);
+    EXPECT_EQ(RunTrace(top, 3, 5, {.minPort = 65535, .maxPort = 65535}).size(), 1u);
     // After a test of a serialised run: no wrap to low ports, with or without a last port.
-    EXPECT_EQ(HOPR::NextTestPort(1000, 5, 1004), std::nullopt);
-    EXPECT_EQ(HOPR::NextTestPort(1000, 5, 1005), 1005u);
     EXPECT_EQ(HOPR::NextTestPort(65535, 1, 65535), std::nullopt);
     EXPECT_EQ(HOPR::NextTestPort(65530, 5, 0), 65535u);
     EXPECT_EQ(HOPR::NextTestPort(65530, 6, 0), std::nullopt);
@@ -129,6 +181,12 @@ TEST(Trace, EveryProbeLeavesFromTheRangesFirstPortWhichIsAccountedPerProbeWithou
     taken.calls.takenPorts = {50000};
     RunTrace(taken, 2, 5);
     EXPECT_EQ(taken.calls.boundPorts, (std::vector<std::uint16_t>{0, 50000, 0, 50002, 50002}));
+
+    // A failed probe ends neither the trace nor leaves its socket open.
+    Path bindFails;
+    bindFails.calls.bindError = testing_support::kInUseCode;
+    EXPECT_EQ(RunTrace(bindFails, 2, 1).size(), 2u);
+    EXPECT_TRUE(bindFails.calls.open.empty());
 }
 
 // Under Wine the stack beneath fails the connect at the router's answer, before the listener
@@ -150,44 +208,68 @@ TEST(Trace, AProbeEndedByHostUnreachableWaitsForItsListenerAnswer) {
     };
     const auto run = RunTrace(path, 1, 3);
     listener.join();
-    ASSERT_EQ(run.probes.size(), 2u);
-    ASSERT_TRUE(run.probes[0].answer);
-    EXPECT_EQ(run.probes[0].answer->from, 0x010112C6u);
+    ASSERT_EQ(run.size(), 2u);
+    ASSERT_TRUE(run[0].answer);
+    EXPECT_EQ(run[0].answer->from, 0x010112C6u);
 }
 
-TEST(Trace, ExitEventDuringOrBeforeAProbeUnresolvedTargetAndLoudErrors) {
-    Shared::Concurrency::Event exitEvent(true);
-    Path during;
-    during.calls.onConnect = [&](std::uint32_t, std::span<const Shared::Raii::NativeHandle> wake,
-                                 std::uint32_t) -> ConnectWaitResult {
-        exitEvent.Signal();  // the agent stops the run while the probe waits
-        EXPECT_EQ(wake.size(), 2u);
-        return {ConnectWaitResult::Kind::Woken, 0, 1};
-    };
-    const auto stopped = RunTrace(during, 3, 3, {.exitEvent = &exitEvent});
-    ASSERT_EQ(stopped.probes.size(), 1u);
-    EXPECT_FALSE(stopped.probes[0].connected);
-    EXPECT_THAT(stopped.log, testing::HasSubstr("TCP Tracer thread has received signal to exit."));
-    EXPECT_THAT(stopped.log, testing::Not(testing::HasSubstr("Winsock error")));
-    Path path{.connectAtHop = 1};
-    EXPECT_TRUE(RunTrace(path, 3, 3, {.exitEvent = &exitEvent}).probes.empty());
+constexpr std::int64_t kMs = 1'000'000;
 
-    const auto unresolved = RunTrace(path, 3, 3, {}, L"");
-    EXPECT_TRUE(unresolved.probes.empty());
-    EXPECT_THAT(unresolved.log, testing::HasSubstr("Failed resolving IPv4 address for target.lab."));
+ProbeAttempt Probe(std::uint32_t hop, std::int64_t startMs, bool connected = false,
+                   std::int64_t endMs = 0) {
+    return {.hop = hop, .target = L"target.lab", .targetAddress = L"198.18.4.1",
+            .startTime = startMs * kMs, .endTime = endMs * kMs, .connected = connected,
+            .wallClock = 17'953'037'390'000'000};  // 2026-11-21 in 100-ns ticks
+}
 
-    Path refused{.failure = testing_support::kRefusedCode};
-    const auto loud = RunTrace(refused, 1, 1);
-    EXPECT_THAT(loud.log, testing::HasSubstr("Winsock error on 198.18.4.1:50000"));
-    EXPECT_THAT(loud.log, testing::HasSubstr("connect() failed"));
+// The probe with the answer it kept in flight.
+ProbeAttempt Answered(ProbeAttempt probe, const std::wstring& from, std::int64_t atMs) {
+    probe.answer = ICMPTCPResponse{kTarget, Shared::WinSock::ParseIpv4Strict(from), 1, 443,
+                                   atMs * kMs};
+    return probe;
+}
 
-    Path bindFails;
-    bindFails.calls.bindError = testing_support::kInUseCode;
-    const auto unbound = RunTrace(bindFails, 2, 1);
-    ASSERT_EQ(unbound.probes.size(), 2u);  // a failed probe never ends the trace
-    EXPECT_EQ(unbound.probes[0].localPort, 0u);
-    EXPECT_THAT(unbound.log, testing::HasSubstr("bind() failed"));
-    EXPECT_TRUE(bindFails.calls.open.empty());
+nlohmann::json Result(const std::vector<ProbeAttempt>& probes, const HOPR::HostNames& names = {}) {
+    const HOPR::ProbeAnswers answers;
+    return nlohmann::json::parse(HOPR::GenerateMtrResults(
+        {.target = L"target.lab", .testUuid = L"t-1", .probesPerNode = 3,
+         .resolvedIp = L"198.18.4.1"},
+        probes, answers, names));
+}
+
+// Whole hubs as the agent reads them; "loss" is single precision on purpose.
+TEST(ResultAssembly, HopsCarryStatisticsFromDistinctSamplesAndTheirRoutersNames) {
+    HOPR::HostNames names;
+    names.WriteExclusive([](auto& map) { map["198.18.2.1"] = "r2.lab"; });
+    // Out of order, so that the largest, the smallest, the last sent and the last answered
+    // sample are four different probes.
+    const auto result = Result({Answered(Probe(1, 0), L"198.18.1.1", 30),
+                                Answered(Probe(1, 100), L"198.18.1.1", 110),
+                                Answered(Probe(1, 200), L"198.18.1.1", 220), Probe(1, 300),
+                                Probe(2, 0), Answered(Probe(2, 0), L"198.18.2.1", 12), Probe(2, 0),
+                                Probe(3, 0), Probe(3, 0), Probe(4, 0, true, 25),
+                                Probe(4, 100, true, 105), Probe(4, 200, true, 215),
+                                Probe(4, 300, false, 340)},
+                               names);
+    EXPECT_EQ(result["report"]["hubs"], nlohmann::json::parse(R"([
+        {"count": "1", "sent": 4, "address": "198.18.1.1", "host": "198.18.1.1", "loss": 25.0,
+         "worst": 30.0, "best": 10.0, "last": 20.0, "avg": 20.0, "stdev": 10.0},
+        {"count": "2", "sent": 3, "address": "198.18.2.1", "host": "r2.lab",
+         "loss": 66.66667175292969, "worst": 12.0, "best": 12.0, "last": 12.0, "avg": 12.0,
+         "stdev": 0.0},
+        {"count": "3", "sent": 2, "address": "0.0.0.0", "host": "???", "loss": 100.0,
+         "worst": 0.0, "best": 0.0, "last": 0.0, "avg": 0.0, "stdev": 0.0},
+        {"count": "4", "sent": 4, "address": "198.18.4.1", "host": "target.lab", "loss": 25.0,
+         "worst": 25.0, "best": 5.0, "last": 15.0, "avg": 15.0, "stdev": 10.0}])"));
+    EXPECT_EQ(result["timestamp"], 1795303739);
+    EXPECT_EQ(result["testUuid"], "t-1");
+    auto mtr = result["report"]["mtr"];
+    EXPECT_FALSE(mtr["src"].get<std::string>().empty());
+    mtr.erase("src");
+    EXPECT_EQ(mtr, nlohmann::json::parse(R"({"dst": "target.lab", "dstAddress": "198.18.4.1",
+        "tos": "0x0", "psize": "0x00", "bitpattern": "", "tests": "3", "label": "",
+        "options": ["rttClamping", "useDns", "showIps", "dns", "endVerification"]})"));
+    EXPECT_EQ(Result({Probe(1, 0)})["report"]["hubs"].size(), 1u);  // nothing answered it
 }
 
 }  // namespace
