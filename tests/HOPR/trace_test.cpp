@@ -9,6 +9,7 @@
 #include "HOPR/HOPR/hopr-listenerset.hpp"
 #include "Shared/src/Concurrency/shared.concurrency-functions.hpp"
 #include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
+#include "support/captured_log.hpp"
 #include "support/fake_systemcalls.hpp"
 
 namespace {
@@ -106,6 +107,7 @@ struct Path {
     std::uint32_t answeringHops = 0;
     FakeCalls calls;
     HOPR::ProbeAnswers answers{nullptr};
+    CapturedLog quiet;  // the trace's progress lines, which no case here reads
 
     // Unless the test gave the connect an outcome of its own.
     void Install() {
