@@ -9,24 +9,36 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "Shared/src/Util/shared.util-strings.hpp"
+
 
 namespace Shared::Util {
 
-std::wstring GetCurrentExecutablePath() {
+namespace {
+
+std::filesystem::path ExecutablePath() {
     std::error_code error;
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+    auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error) {
         throw std::runtime_error("GetCurrentExecutablePath() failed");
     }
-    return executable.wstring();
+    return executable;
+}
+
+}  // namespace
+
+// Widened as UTF-8, not through the locale: the program runs in the C locale, which cannot widen
+// a folder name that is not ASCII.
+std::wstring GetCurrentExecutablePath() {
+    return ConvertStringType(ExecutablePath().native());
 }
 
 std::wstring GetCurrentExecutableDirectory() {
-    const std::filesystem::path executable(GetCurrentExecutablePath());
+    const auto executable = ExecutablePath();
     if (!executable.has_parent_path()) {
         throw std::runtime_error("GetCurrentExecutableDirectory() failed");
     }
-    return executable.parent_path().wstring();
+    return ConvertStringType(executable.parent_path().native());
 }
 
 std::string JoinPath(const std::string& directory, const std::string& file) {
