@@ -98,12 +98,15 @@ class LabCase(unittest.TestCase):
             sys.exit(77)
         cls.directory = tempfile.mkdtemp(prefix="hopr-lab-")
         cls.name = "h" + cls.directory[-8:]  # unique while the directory lives
-        cls.binary = os.path.join(cls.directory, "hopr.exe" if WINE else "hopr")
+        # The binary's folder, whose name is not ASCII, holds its log.
+        cls.folder = os.path.join(cls.directory, "tëst-日本")
         cls.events, cls.prefix = (os.path.join(cls.directory, n) for n in ("events", "prefix"))
-        os.mkdir(cls.events)
-        # The log beside the binary and the event FIFOs are anyone's to write: the user's, and
-        # root's without the capability to override mode bits.
-        for path in (cls.directory, cls.events):
+        cls.binary = os.path.join(cls.folder, "hopr.exe" if WINE else "hopr")
+        os.chmod(cls.directory, 0o755)
+        # The log and the event FIFOs are anyone's to write: the user's, and root's without the
+        # capability to override mode bits.
+        for path in (cls.folder, cls.events):
+            os.mkdir(path)
             os.chmod(path, 0o777)
         shutil.copy(BINARY, cls.binary)
         subprocess.run([LAB, "up", cls.name, *map(str, cls.layout)], check=True)
@@ -159,7 +162,7 @@ class LabCase(unittest.TestCase):
         return ["ip", "netns", "exec", f"{cls.name}c", *command]
 
     def setUp(self):
-        for path in glob.glob(os.path.join(self.directory, "velmora_hopr*.log")):
+        for path in glob.glob(os.path.join(self.folder, "velmora_hopr*.log")):
             os.remove(path)
 
     def settings(self, body):
@@ -199,17 +202,18 @@ class LabCase(unittest.TestCase):
             process.stdin.flush()
         return process
 
-    def run_hopr(self, *arguments, stdin=None, wrapper=()):
+    def run_hopr(self, *arguments, stdin=None, wrapper=(), as_root=False):
         """Text in and out; `wrapper` is a command that runs it, e.g. prlimit."""
-        return subprocess.run([*wrapper, *self.command(*arguments)], input=stdin, text=True,
-                              capture_output=True, env=self.environment(), timeout=300)
+        return subprocess.run([*wrapper, *self.command(*arguments, as_root=as_root)],
+                              input=stdin, text=True, capture_output=True,
+                              env=self.environment(), timeout=300)
 
     def run_json(self, line, log="f", **options):
         return self.run_hopr("json", "-l", log, stdin=json.dumps(line) + "\n", **options)
 
     def log(self, name="velmora_hopr.log"):
         """The log file's text; the file goes, so the next read sees only later runs."""
-        path = pathlib.Path(self.directory, name)
+        path = pathlib.Path(self.folder, name)
         text = path.read_text(encoding="utf-8")
         path.unlink()
         return text

@@ -1,6 +1,7 @@
 """`hopr json` as the agent drives it, and `hopr test` as an operator does, through two routers:
-concurrent and serialised runs, VPN gating, and the runs that trace nothing."""
+concurrent and serialised runs, VPN gating, and the runs that trace nothing or end unrun."""
 
+import json
 import os
 import pathlib
 import unittest
@@ -86,6 +87,28 @@ class AgentRuns(LabCase):
         no_adapter = self.run_json(document([lab_test("198.18.3.1", "a")]))
         self.assertEqual((no_adapter.returncode, no_adapter.stdout), (64, ""))
         self.assertIn("Failed to find an active interface to bind to.", self.log())
+
+    def test_input_that_cannot_be_run_ends_with_its_documented_status(self):
+        """Nothing read, a line too long or too deep, a test without its fields: 80 and the
+        error text; a document without tests, whatever its numbers: 96 and no output; help: 16
+        and the usage."""
+        for line, printed in (("", "Failed reading line from std::cin"),
+                              ("[" + "1," * 5_000_000 + "1]\n", "Exception in "),
+                              ("[" * 200_000 + "]" * 200_000 + "\n", "Exception in "),
+                              ('{"tests": [{"target": "x"}]}\n', "WinRT failed parsing JSON")):
+            done = self.run_hopr("json", "-l", "n", stdin=line)
+            self.assertEqual((done.returncode, printed in done.stdout), (80, True), line[:40])
+        huge = json.dumps(document([], min_port=1e300, max_port=-1e300)) + "\n"
+        done = self.run_hopr("json", "-l", "n", stdin=huge)
+        self.assertEqual((done.returncode, done.stdout), (96, ""))
+        usage = self.run_hopr("-h")
+        self.assertEqual(usage.returncode, 16)
+        self.assertTrue(usage.stdout.startswith("Failed to parse arguments: "), usage.stdout)
+        for line in ("Usage: hopr.exe test <Target> --port <Port> --repeats <Repeats> --timeout "
+                     "<Timeout> --max-unknown <MaxUknown> --log <n|c|f|b> [--interface "
+                     "<InterfaceAddress>]", "Example: hopr.exe test example.com -p 80 -r 5 -t 2 "
+                     "-u 5 -l f"):
+            self.assertIn(line + "\n", usage.stdout)
 
 
 if __name__ == "__main__":
