@@ -1,10 +1,11 @@
-// Socket and ICMPListener over a fake system-call table: the failure paths that need no
-// privileges and no network.
+// Socket, ICMPListener and the time-exceeded decoder over a fake system-call table: the failure
+// paths that need no privileges and no network.
 
 #include <gtest/gtest.h>
 
 #include <thread>
 
+#include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
 #include "Shared/src/WinSock/shared.winsock-icmplistener.hpp"
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
 #include "support/fake_systemcalls.hpp"
@@ -20,6 +21,28 @@ using Shared::WinSock::WinSockException;
 using namespace testing_support;
 using Status = ConnectOutcome::Status;
 using Kind = ConnectWaitResult::Kind;
+
+// Header options move the fields; the datagram may end right after the ports, not sooner.
+TEST(IcmpDecode, TakesTimeExceededQuotingTcpAndDropsOtherTypesProtocolsAndShortDatagrams) {
+    const auto bytes = TimeExceededDatagram({.outerOptions = 8, .innerOptions = 12});
+    const auto probe = Shared::WinSock::DecodeTimeExceeded(bytes, bytes.size() - 4);
+    ASSERT_TRUE(probe);
+    EXPECT_EQ(probe->originalDestination, (std::array<std::uint8_t, 4>{198, 18, 4, 1}));
+    EXPECT_EQ(probe->sourcePort, 40000);
+    EXPECT_EQ(probe->destinationPort, 80);
+    const auto decodes = [](const QuotedProbe& shape, std::size_t received = 56) {
+        return Shared::WinSock::DecodeTimeExceeded(TimeExceededDatagram(shape), received)
+            .has_value();
+    };
+    EXPECT_FALSE(decodes({.type = 3}));            // unreachable
+    EXPECT_FALSE(decodes({.outerProtocol = 17}));  // not ICMP at all
+    EXPECT_FALSE(decodes({.protocol = 17}));       // quotes UDP
+    EXPECT_FALSE(decodes({}, 20 + 8 + 20 + 3));    // a port byte short, though the buffer has it
+    EXPECT_FALSE(decodes({}, 20 + 8 + 19));        // quoted header cut short
+    EXPECT_FALSE(decodes({}, 20 + 7));
+    EXPECT_FALSE(decodes({}, 10));
+    EXPECT_FALSE(decodes({.outerOptions = 40}, 56));  // a header longer than the datagram
+}
 
 std::uint32_t CodeOf(const std::function<void()>& action) {
     return Thrown<WinSockException>(action).Code();

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <algorithm>
+#include <array>
 #include <deque>
 #include <set>
 
@@ -47,8 +48,7 @@ inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe =
     bytes[icmp] = probe.type;
     bytes[inner] = static_cast<std::uint8_t>(0x45 + probe.innerOptions / 4);
     bytes[inner + 9] = probe.protocol;
-    const std::uint8_t destination[] = {198, 18, 4, 1};
-    std::copy(std::begin(destination), std::end(destination), bytes.begin() + inner + 16);
+    std::ranges::copy(std::array<std::uint8_t, 4>{198, 18, 4, 1}, bytes.begin() + inner + 16);
     bytes[tcp] = static_cast<std::uint8_t>(probe.sourcePort >> 8);
     bytes[tcp + 1] = static_cast<std::uint8_t>(probe.sourcePort & 0xFF);
     bytes[tcp + 3] = 80;
@@ -73,6 +73,7 @@ public:
     std::uint32_t lastTtl = 0;
     std::uint32_t lastRetrySeconds = 0;
     std::size_t aborted = 0;
+    std::uint16_t localPort = 0;  // the last bound
 
     std::uint32_t Resolve(const std::wstring&, std::uint32_t port,
                           std::vector<SocketAddress>& found) override {
@@ -83,15 +84,12 @@ public:
     SocketHandle OpenRawIcmp() override { return Open(); }
     bool BindToInterface(SocketHandle, Ipv4Address) override { return true; }
     bool BindStream(SocketHandle, Ipv4Address, std::uint16_t port) override {
-        port_ = port == 0 ? static_cast<std::uint16_t>(50000 + boundPorts.size()) : port;
+        localPort = port == 0 ? static_cast<std::uint16_t>(50000 + boundPorts.size()) : port;
         boundPorts.push_back(port);
         return Fail(takenPorts.contains(port) ? kInUseCode : bindError);
     }
     bool BindRaw(SocketHandle, Ipv4Address) override { return Fail(bindError); }
-    bool GetOption(SocketHandle, SocketOption, std::uint32_t& value) override {
-        value = 0;
-        return true;
-    }
+    bool GetOption(SocketHandle, SocketOption, std::uint32_t&) override { return true; }
     bool SetOption(SocketHandle, SocketOption option, std::uint32_t value) override {
         (option == SocketOption::RetryTimeoutSeconds ? lastRetrySeconds : lastTtl) = value;
         return true;
@@ -102,7 +100,7 @@ public:
         return onConnect ? onConnect(lastTtl, wake, timeoutMs) : ConnectWaitResult{};
     }
     bool LocalPort(SocketHandle, std::uint16_t& port) override {
-        port = port_;
+        port = localPort;
         return true;
     }
     std::int64_t Send(SocketHandle, std::span<const std::uint8_t> bytes) override {
@@ -119,10 +117,9 @@ public:
         if (errorQueue.empty()) {
             return {};
         }
-        const auto queued = std::move(errorQueue.front());
+        const auto copied = std::min(errorQueue.front().size(), control.size());
+        std::copy_n(errorQueue.front().begin(), copied, control.begin());
         errorQueue.pop_front();
-        const auto copied = std::min(queued.size(), control.size());
-        std::copy_n(queued.begin(), copied, control.begin());
         return {true, copied};
     }
     std::uint32_t LastError() noexcept override { return lastError_; }
@@ -137,13 +134,11 @@ public:
         }
         auto next = datagrams.front();
         datagrams.pop_front();
-        std::copy(bytes.begin(), bytes.end(), buffer.begin());
+        std::ranges::copy(bytes, buffer.begin());
         return next;
     }
     std::uint32_t ClosedSocketError() const noexcept override { return 9; }
     std::uint32_t TimedOutError() const noexcept override { return kTimedOutCode; }
-
-    std::uint16_t LastLocalPort() const noexcept { return port_; }
 
     Shared::Concurrency::Event readable{true};
     Shared::Raii::NativeHandle watch = readable.Handle();  // what the listener waits on; null: fails
@@ -161,7 +156,6 @@ private:
     }
 
     std::uintptr_t next_ = 100;
-    std::uint16_t port_ = 0;
     std::uint32_t lastError_ = 0;
 };
 
