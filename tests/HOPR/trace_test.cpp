@@ -62,11 +62,13 @@ TEST(ProbeAnswers, AnAnswerBelongsToTheProbeInFlightAndIsCountedAnyway) {
               (std::vector<std::vector<std::string>>{{"4.0.0.0"}, {"7.0.0.0"}}));
 }
 
-// A listener whose socket fails after one answer, as one whose interface went away does.
+// A listener that skips a short and an empty datagram, takes an answer, then fails as one whose
+// interface went away does.
 TEST(ListenerSet, AFailedSocketEndsOnlyItsThreadAndKeepsWhatItCaught) {
     FakeCalls calls;
     calls.bytes = testing_support::TimeExceededDatagram();
-    calls.datagrams = {{56, 0, 0x010112C6}, {-1, testing_support::kUnreachableCode, 0}};
+    calls.datagrams = {{12, 0, 0x010112C6}, {0, 0, 0}, {56, 0, 0x010212C6},
+                       {-1, testing_support::kUnreachableCode, 0}};
     ProbeAnswers answers;
     Shared::Concurrency::Event wake(true);
     const ProbeAnswers::Flight flight(answers, {kTarget, 40000}, 0, wake);
@@ -75,7 +77,9 @@ TEST(ListenerSet, AFailedSocketEndsOnlyItsThreadAndKeepsWhatItCaught) {
     ASSERT_TRUE(Shared::Concurrency::WaitFor(wake.Handle(), 10'000, false));
     listeners.Stop();
     EXPECT_EQ(answers.CountFor(kTarget), 1u);
-    EXPECT_TRUE(flight.Answer());
+    ASSERT_TRUE(flight.Answer());
+    EXPECT_EQ(std::pair(flight.Answer()->from, flight.Answer()->destinationPort),
+              std::pair(0x010212C6u, std::uint16_t{80}));
 }
 
 // A path whose target accepts from hop `connectAtHop` on; routers up to `answeringHops` answer

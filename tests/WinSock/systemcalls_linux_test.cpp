@@ -20,8 +20,7 @@
 
 namespace {
 
-using namespace Shared::WinSock;
-using testing_support::kUnreachableCode;
+using namespace testing_support;  // and Shared::WinSock
 
 constexpr Ipv4Address kRouter = 0x010212C6;  // 198.18.2.1
 
@@ -56,7 +55,7 @@ std::int64_t NowNs(auto now) {
 
 // A connect that the kernel failed at an ICMP error with `control` queued on the socket.
 ConnectOutcome ConnectWithQueued(std::vector<std::uint8_t> control) {
-    testing_support::FakeCalls calls;
+    FakeCalls calls;
     calls.answersOnProbeSockets = true;
     calls.errorQueue.push_back(std::move(control));
     calls.onConnect = [](auto...) {

@@ -17,20 +17,17 @@ using namespace Shared::WinSock;
 
 #if defined(_WIN32)
 inline constexpr std::uint32_t kTimedOutCode = 10060;
-inline constexpr std::uint32_t kRefusedCode = 10061;
 inline constexpr std::uint32_t kUnreachableCode = 10065;
 inline constexpr std::uint32_t kInUseCode = 10048;
 #else
 inline constexpr std::uint32_t kTimedOutCode = ETIMEDOUT;
-inline constexpr std::uint32_t kRefusedCode = ECONNREFUSED;
 inline constexpr std::uint32_t kUnreachableCode = EHOSTUNREACH;
 inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
 #endif
 
 // A time-exceeded datagram (IPv4 header included) quoting a TCP probe to 198.18.4.1 from
-// `sourcePort` to port 80; the ICMP type, both headers' protocols and IP options vary it.
+// port 40000 to port 80; the ICMP type, both headers' protocols and IP options vary it.
 struct QuotedProbe {
-    std::uint16_t sourcePort = 40000;
     std::uint8_t type = 11;
     std::uint8_t protocol = 6;
     std::size_t outerOptions = 0;
@@ -49,8 +46,8 @@ inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe =
     bytes[inner] = static_cast<std::uint8_t>(0x45 + probe.innerOptions / 4);
     bytes[inner + 9] = probe.protocol;
     std::ranges::copy(std::array<std::uint8_t, 4>{198, 18, 4, 1}, bytes.begin() + inner + 16);
-    bytes[tcp] = static_cast<std::uint8_t>(probe.sourcePort >> 8);
-    bytes[tcp + 1] = static_cast<std::uint8_t>(probe.sourcePort & 0xFF);
+    bytes[tcp] = 40000 >> 8;
+    bytes[tcp + 1] = 40000 & 0xFF;
     bytes[tcp + 3] = 80;
     return bytes;
 }
