@@ -76,7 +76,7 @@ TEST(ListenerSet, AFailedSocketEndsOnlyItsThreadAndKeepsWhatItCaught) {
     listeners.Start(answers, Shared::Concurrency::Event(true));
     ASSERT_TRUE(Shared::Concurrency::WaitFor(wake.Handle(), 10'000, false));
     listeners.Stop();
-    EXPECT_EQ(answers.CountFor(kTarget), 1u);
+    EXPECT_EQ(answers.Total(), 1u);  // nothing read from what was skipped
     ASSERT_TRUE(flight.Answer());
     EXPECT_EQ(std::pair(flight.Answer()->from, flight.Answer()->destinationPort),
               std::pair(0x010212C6u, std::uint16_t{80}));
