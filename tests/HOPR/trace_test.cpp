@@ -183,7 +183,7 @@ TEST(Trace, PortsAreAccountedPerProbeWithoutWrappingAndATakenOneGivesWay) {
     RunTrace(taken, 2, 5);
     EXPECT_EQ(taken.calls.boundPorts, (std::vector<std::uint16_t>{0, 50000, 0, 50002, 50002}));
 
-    // A failed probe ends neither the trace nor leaves its socket open.
+    // A failed probe does not end the trace.
     Path bindFails;
     bindFails.calls.bindError = testing_support::kInUseCode;
     EXPECT_EQ(RunTrace(bindFails, 2, 1).size(), 2u);
