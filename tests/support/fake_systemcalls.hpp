@@ -138,7 +138,7 @@ public:
     std::uint32_t TimedOutError() const noexcept override { return kTimedOutCode; }
 
     Shared::Concurrency::Event readable{true};
-    Shared::Raii::NativeHandle watch = readable.Handle();  // what the listener waits on; null: fails
+    Shared::Raii::NativeHandle watch = readable.Handle();  // the listener waits on it; null: fails
     std::vector<std::uint8_t> bytes;  // copied into the buffer of every datagram received
 
 private:
