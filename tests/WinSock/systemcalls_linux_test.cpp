@@ -1,19 +1,81 @@
-// The Linux table against the real kernel on loopback: how a connect's wait ends; and the local
-// ports it hands out (the lab's probes bind them for real).
+// The Linux path: what a probe's error queue holds ends the probe (the lab runs whole traces
+// over it; here are the records a quiet network never sends); how a connect's wait ends against
+// the real kernel on loopback; and the local ports it hands out (the lab's probes bind them).
 
-#include <gtest/gtest.h>
-
+#include <ctime>  // before the kernel's header, which uses timespec without including it
+#include <linux/errqueue.h>
 #include <arpa/inet.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "Shared/src/Concurrency/shared.concurrency-event.hpp"
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+
 #include "Shared/src/WinSock/shared.winsock-ephemeralports.hpp"
-#include "Shared/src/WinSock/shared.winsock-systemcalls.hpp"
+#include "Shared/src/WinSock/shared.winsock-socket.hpp"
+#include "support/fake_systemcalls.hpp"
 
 namespace {
 
-using namespace Shared::WinSock;
+using namespace testing_support;  // and Shared::WinSock
+
+constexpr Ipv4Address kRouter = 0x010212C6;  // 198.18.2.1
+
+// The control messages recvmsg(MSG_ERRQUEUE) gives for an ICMP error: the kernel's receive
+// time, then the error with the router as its offender.
+std::vector<std::uint8_t> QueuedIcmp(std::uint8_t type, std::int64_t wallNs) {
+    const struct {
+        sock_extended_err error;
+        sockaddr_in offender;
+    } record{{.ee_origin = SO_EE_ORIGIN_ICMP, .ee_type = type},
+             {.sin_family = AF_INET, .sin_addr = {kRouter}}};
+    const timespec stamp{wallNs / 1'000'000'000, wallNs % 1'000'000'000};
+    std::vector<std::uint8_t> control(CMSG_SPACE(sizeof stamp) + CMSG_SPACE(sizeof record));
+    auto* header = reinterpret_cast<cmsghdr*>(control.data());
+    *header = {CMSG_LEN(sizeof stamp), SOL_SOCKET, SO_TIMESTAMPNS};
+    std::memcpy(CMSG_DATA(header), &stamp, sizeof stamp);
+    header = reinterpret_cast<cmsghdr*>(control.data() + CMSG_SPACE(sizeof stamp));
+    *header = {CMSG_LEN(sizeof record), SOL_IP, IP_RECVERR};
+    std::memcpy(CMSG_DATA(header), &record, sizeof record);
+    return control;
+}
+
+std::int64_t NowNs(auto now) {
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now.time_since_epoch()).count();
+}
+
+// A connect that the kernel failed at an ICMP error with `control` queued on the socket.
+ConnectOutcome ConnectWithQueued(std::vector<std::uint8_t> control) {
+    FakeCalls calls;
+    calls.answersOnProbeSockets = true;
+    calls.errorQueue.push_back(std::move(control));
+    calls.onConnect = [](auto...) {
+        return ConnectWaitResult{ConnectWaitResult::Kind::Completed, kUnreachableCode};
+    };
+    Socket socket(L"198.18.4.1", 80, calls);
+    socket.Open();
+    return socket.TryConnect(2, 1);
+}
+
+TEST(ErrorQueue, TimeExceededIsTheAnswerOtherErrorsAreSilentAndBrokenRecordsAreNothing) {
+    const auto sent = NowNs(std::chrono::steady_clock::now());
+    const auto answered =
+        ConnectWithQueued(QueuedIcmp(11, NowNs(std::chrono::system_clock::now()) - 3'000'000));
+    ASSERT_EQ(answered.status, ConnectOutcome::Status::Answered);
+    EXPECT_EQ(answered.answer->from, kRouter);
+    // The kernel's time, moved onto the steady clock: 3 ms before it was read.
+    EXPECT_LT(answered.answer->receivedAt, sent);
+    EXPECT_GT(answered.answer->receivedAt, sent - 100'000'000);
+
+    EXPECT_EQ(ConnectWithQueued(QueuedIcmp(3, 0)).status, ConnectOutcome::Status::TimedOut);
+
+    auto truncated = QueuedIcmp(11, 0);
+    truncated.resize(truncated.size() - 8);  // the offender cut off
+    EXPECT_EQ(ConnectWithQueued(truncated).status, ConnectOutcome::Status::Failed);
+}
 
 const Ipv4Address kLoopback = htonl(INADDR_LOOPBACK);
 
@@ -44,8 +106,7 @@ ConnectWaitResult ConnectTo(std::uint16_t port, std::span<const Shared::Raii::Na
 }
 
 TEST(LinuxCalls, ConnectWaitEndsAtTheFirstOfOutcomeWakeUpAndTimeOut) {
-    // Backlog 0 still admits one connection, which fills the queue: a further SYN goes
-    // unanswered.
+    // Backlog 0 admits one connection, which fills the queue: a further SYN goes unanswered.
     std::uint16_t hanging = 0;
     const int listener = BoundSocket(hanging, 0);
     const SocketAddress target{AddressFamily::Ipv4, kLoopback, hanging};

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <algorithm>
+#include <array>
 #include <deque>
 #include <set>
 
@@ -16,20 +17,17 @@ using namespace Shared::WinSock;
 
 #if defined(_WIN32)
 inline constexpr std::uint32_t kTimedOutCode = 10060;
-inline constexpr std::uint32_t kRefusedCode = 10061;
 inline constexpr std::uint32_t kUnreachableCode = 10065;
 inline constexpr std::uint32_t kInUseCode = 10048;
 #else
 inline constexpr std::uint32_t kTimedOutCode = ETIMEDOUT;
-inline constexpr std::uint32_t kRefusedCode = ECONNREFUSED;
 inline constexpr std::uint32_t kUnreachableCode = EHOSTUNREACH;
 inline constexpr std::uint32_t kInUseCode = EADDRINUSE;
 #endif
 
 // A time-exceeded datagram (IPv4 header included) quoting a TCP probe to 198.18.4.1 from
-// `sourcePort` to port 80; the ICMP type, both headers' protocols and IP options vary it.
+// port 40000 to port 80; the ICMP type, both headers' protocols and IP options vary it.
 struct QuotedProbe {
-    std::uint16_t sourcePort = 40000;
     std::uint8_t type = 11;
     std::uint8_t protocol = 6;
     std::size_t outerOptions = 0;
@@ -47,10 +45,9 @@ inline std::vector<std::uint8_t> TimeExceededDatagram(const QuotedProbe& probe =
     bytes[icmp] = probe.type;
     bytes[inner] = static_cast<std::uint8_t>(0x45 + probe.innerOptions / 4);
     bytes[inner + 9] = probe.protocol;
-    const std::uint8_t destination[] = {198, 18, 4, 1};
-    std::copy(std::begin(destination), std::end(destination), bytes.begin() + inner + 16);
-    bytes[tcp] = static_cast<std::uint8_t>(probe.sourcePort >> 8);
-    bytes[tcp + 1] = static_cast<std::uint8_t>(probe.sourcePort & 0xFF);
+    std::ranges::copy(std::array<std::uint8_t, 4>{198, 18, 4, 1}, bytes.begin() + inner + 16);
+    bytes[tcp] = 40000 >> 8;
+    bytes[tcp + 1] = 40000 & 0xFF;
     bytes[tcp + 3] = 80;
     return bytes;
 }
@@ -73,6 +70,7 @@ public:
     std::uint32_t lastTtl = 0;
     std::uint32_t lastRetrySeconds = 0;
     std::size_t aborted = 0;
+    std::uint16_t localPort = 0;  // the last bound
 
     std::uint32_t Resolve(const std::wstring&, std::uint32_t port,
                           std::vector<SocketAddress>& found) override {
@@ -83,15 +81,12 @@ public:
     SocketHandle OpenRawIcmp() override { return Open(); }
     bool BindToInterface(SocketHandle, Ipv4Address) override { return true; }
     bool BindStream(SocketHandle, Ipv4Address, std::uint16_t port) override {
-        port_ = port == 0 ? static_cast<std::uint16_t>(50000 + boundPorts.size()) : port;
+        localPort = port == 0 ? static_cast<std::uint16_t>(50000 + boundPorts.size()) : port;
         boundPorts.push_back(port);
         return Fail(takenPorts.contains(port) ? kInUseCode : bindError);
     }
     bool BindRaw(SocketHandle, Ipv4Address) override { return Fail(bindError); }
-    bool GetOption(SocketHandle, SocketOption, std::uint32_t& value) override {
-        value = 0;
-        return true;
-    }
+    bool GetOption(SocketHandle, SocketOption, std::uint32_t&) override { return true; }
     bool SetOption(SocketHandle, SocketOption option, std::uint32_t value) override {
         (option == SocketOption::RetryTimeoutSeconds ? lastRetrySeconds : lastTtl) = value;
         return true;
@@ -102,7 +97,7 @@ public:
         return onConnect ? onConnect(lastTtl, wake, timeoutMs) : ConnectWaitResult{};
     }
     bool LocalPort(SocketHandle, std::uint16_t& port) override {
-        port = port_;
+        port = localPort;
         return true;
     }
     std::int64_t Send(SocketHandle, std::span<const std::uint8_t> bytes) override {
@@ -119,10 +114,9 @@ public:
         if (errorQueue.empty()) {
             return {};
         }
-        const auto queued = std::move(errorQueue.front());
+        const auto copied = std::min(errorQueue.front().size(), control.size());
+        std::copy_n(errorQueue.front().begin(), copied, control.begin());
         errorQueue.pop_front();
-        const auto copied = std::min(queued.size(), control.size());
-        std::copy_n(queued.begin(), copied, control.begin());
         return {true, copied};
     }
     std::uint32_t LastError() noexcept override { return lastError_; }
@@ -137,16 +131,14 @@ public:
         }
         auto next = datagrams.front();
         datagrams.pop_front();
-        std::copy(bytes.begin(), bytes.end(), buffer.begin());
+        std::ranges::copy(bytes, buffer.begin());
         return next;
     }
     std::uint32_t ClosedSocketError() const noexcept override { return 9; }
     std::uint32_t TimedOutError() const noexcept override { return kTimedOutCode; }
 
-    std::uint16_t LastLocalPort() const noexcept { return port_; }
-
     Shared::Concurrency::Event readable{true};
-    Shared::Raii::NativeHandle watch = readable.Handle();  // what the listener waits on; null: fails
+    Shared::Raii::NativeHandle watch = readable.Handle();  // the listener waits on it; null: fails
     std::vector<std::uint8_t> bytes;  // copied into the buffer of every datagram received
 
 private:
@@ -161,7 +153,6 @@ private:
     }
 
     std::uintptr_t next_ = 100;
-    std::uint16_t port_ = 0;
     std::uint32_t lastError_ = 0;
 };
 
