@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
 #include <unistd.h>
 
 #include "Shared/src/Concurrency/shared.concurrency-event.hpp"
@@ -15,14 +16,23 @@ namespace {
 
 using namespace Shared::Concurrency;
 
-// The lab signals named events through their FIFOs, a backslash in the name among them.
-TEST(NamedEvent, NamesAreEscapedAndAMissingOneCannotBeOpened) {
-    ::setenv("HOPR_EVENT_DIR", "/run/events", 1);
-    EXPECT_EQ(Event::PathForName(L"Global\\hopr exit"), "/run/events/Global%5Chopr%20exit");
+// The lab signals named events through their FIFOs, a backslash in the name among them, but
+// does not show that a manual one stays signalled for all its waiters.
+TEST(NamedEvent, AManualEventStaysSignalledForEveryOpenerAndAMissingOneCannotBeOpened) {
+    const auto directory = "/tmp/hopr-events-" + std::to_string(::getpid());
+    ::setenv("HOPR_EVENT_DIR", directory.c_str(), 1);
+    EXPECT_EQ(Event::PathForName(L"Global\\hopr exit"), directory + "/Global%5Chopr%20exit");
+    {
+        Event exitEvent(true, false, L"Global\\hopr exit");
+        exitEvent.Signal();
+        EXPECT_TRUE(exitEvent.WaitOnEvent(0, false));
+        EXPECT_TRUE(Event(true, true, L"Global\\hopr exit").WaitOnEvent(0, false));
+    }
     EXPECT_THAT(WhatOf<Shared::Exception::Win32Exception>(
                     [] { Event missing(true, true, L"nobody-made-this"); }),
                 testing::HasSubstr("Failed to create or open event nobody-made-this"));
     ::unsetenv("HOPR_EVENT_DIR");
+    std::filesystem::remove_all(directory);
 }
 
 // A descriptor that reports only hang-up (a pipe's read end) or error (its write end) once made
