@@ -17,11 +17,6 @@ using namespace Shared::System;
 using testing::HasSubstr;
 using Addresses = std::vector<std::wstring>;
 
-std::string ErrorOf(const BlockingLookup& lookup, const std::wstring& name, std::uint32_t ms,
-                    const std::vector<Shared::Raii::NativeHandle>& giveUpOn = {}) {
-    return WhatOf([&] { ResolveWith(lookup, name, ms, giveUpOn); });
-}
-
 // The lab's dead name server shows that the time-out does not wait for the look-up.
 TEST(HostResolverLinux, AHangingLookUpTimesOutUnloggedAndFailuresCarryTheResolversText) {
     const CapturedLog log;
@@ -35,7 +30,7 @@ TEST(HostResolverLinux, AHangingLookUpTimesOutUnloggedAndFailuresCarryTheResolve
             released.wait_for(std::chrono::seconds(20));  // a resolver that waits fails, not hangs
             return LookupOutcome{EAI_AGAIN, {}};
         };
-        EXPECT_THAT(ErrorOf(hanging, L"hang.lab", 50),
+        EXPECT_THAT(WhatOf([&] { ResolveWith(hanging, L"hang.lab", 50); }),
                     HasSubstr("--> Address reolution for host name \"hang.lab\" took longer than "
                               "50 ms to complete.\n"));
     }
@@ -53,7 +48,7 @@ TEST(HostResolverLinux, AHangingLookUpTimesOutUnloggedAndFailuresCarryTheResolve
 
     const BlockingLookup unknown = [](const std::string&) { return LookupOutcome{EAI_NONAME, {}}; };
     const std::string text = ::gai_strerror(EAI_NONAME);
-    EXPECT_THAT(ErrorOf(unknown, L"none.lab", 5000),
+    EXPECT_THAT(WhatOf([&] { ResolveWith(unknown, L"none.lab", 5000); }),
                 HasSubstr("--> Failed to resolve address for host name \"none.lab\" with error: " +
                           text + "\n"));
     EXPECT_THAT(log.Text(), HasSubstr("QueryCompleteCallback() failed: " + text));
@@ -61,12 +56,12 @@ TEST(HostResolverLinux, AHangingLookUpTimesOutUnloggedAndFailuresCarryTheResolve
     const BlockingLookup throwing = [](const std::string&) -> LookupOutcome {
         throw std::runtime_error("look-up broke");
     };
-    EXPECT_EQ(ErrorOf(throwing, L"broken.lab", 5000), "look-up broke");
+    EXPECT_EQ(WhatOf([&] { ResolveWith(throwing, L"broken.lab", 5000); }), "look-up broke");
 
     Shared::Concurrency::Event stop(true);
     stop.Signal();  // the run is stopping: no answer is waited for
     const BlockingLookup answers = [](const std::string&) { return LookupOutcome{}; };
-    EXPECT_THAT(ErrorOf(answers, L"late.lab", 5000, {stop.Handle()}),
+    EXPECT_THAT(WhatOf([&] { ResolveWith(answers, L"late.lab", 5000, {stop.Handle()}); }),
                 HasSubstr("host name \"late.lab\" was given up: the run is stopping."));
 }
 

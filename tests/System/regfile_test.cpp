@@ -12,16 +12,6 @@ using Shared::System::RegistryValue;
 constexpr std::wstring_view kKey = L"SOFTWARE\\Velmora\\Orvia";
 constexpr const char* kHeader = "Windows Registry Editor Version 5.00\r\n";
 
-// The file as regedit writes it: UTF-16LE after a byte-order mark.
-std::string Utf16(std::wstring_view text) {
-    std::string bytes = "\xFF\xFE";
-    for (const wchar_t c : text) {
-        bytes += static_cast<char>(c & 0xFF);
-        bytes += static_cast<char>((c >> 8) & 0xFF);
-    }
-    return bytes;
-}
-
 // A value as the tables below spell it: a dword in decimal, a string quoted, "other", "absent".
 std::wstring Shown(const RegistryExport& registry, std::wstring_view name,
                    std::wstring_view key = kKey) {
@@ -76,10 +66,12 @@ TEST(RegistryExport, ValuesReadAsImportReadsThemAndMalformedOnesAreDropped) {
 }
 
 TEST(RegistryExport, EncodingsAndHeaders) {
-    const auto wide = RegistryExport::Parse(Utf16(
-        L"Windows Registry Editor Version 5.00\r\n"
-        L"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
-        L"\"V\"=\"\u20AC\"\r\n\"OddByte\"=hex(1):6f,00,6e\r\n"));
+    // As regedit writes it: UTF-16LE after a byte-order mark, on a little-endian machine.
+    const std::u16string utf16 = u"\uFEFFWindows Registry Editor Version 5.00\r\n"
+                                 u"[HKEY_LOCAL_MACHINE\\SOFTWARE\\Velmora\\Orvia]\r\n"
+                                 u"\"V\"=\"\u20AC\"\r\n\"OddByte\"=hex(1):6f,00,6e\r\n";
+    const auto wide = RegistryExport::Parse(
+        std::string(reinterpret_cast<const char*>(utf16.data()), utf16.size() * 2));
     EXPECT_EQ(Shown(wide, L"V"), L"'\u20AC'");
     EXPECT_EQ(Shown(wide, L"OddByte"), L"'o'");
     const std::string body = "[HKEY_LOCAL_MACHINE\\K]\n\"V\"=\"\xE2\x82\xAC\"\n";
