@@ -15,7 +15,6 @@ namespace {
 
 using namespace Shared::System;
 using Bytes = std::vector<std::byte>;
-using Gateways = std::map<unsigned int, std::vector<std::wstring>>;
 
 template <typename T>
 Bytes Raw(const T& value) {
@@ -77,7 +76,7 @@ TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
     const struct {
         const char* what;
         Bytes dump;
-        Gateways expected;
+        std::map<unsigned int, std::vector<std::wstring>> expected;
         DumpProgress progress = DumpProgress::Done;
     } cases[] = {
         {"plain, other routes ignored",
