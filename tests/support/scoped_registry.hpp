@@ -28,9 +28,7 @@ public:
 private:
 #if defined(_WIN32)
     // Every key a test writes lies under Velmora's, in the test run's own Wine prefix.
-    void Install() {
-        std::system(("reg import \"" + path_ + "\" >NUL 2>&1").c_str());
-    }
+    void Install() { std::system(("reg import \"" + path_ + "\" >NUL 2>&1").c_str()); }
     void Uninstall() { std::system("reg delete \"HKLM\\SOFTWARE\\Velmora\" /f >NUL 2>&1"); }
 #else
     void Install() { ::setenv("HOPR_REGISTRY_FILE", path_.c_str(), 1); }
