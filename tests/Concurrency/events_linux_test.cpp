@@ -16,17 +16,16 @@ namespace {
 
 using namespace Shared::Concurrency;
 
-// Named events live in HOPR_EVENT_DIR; the lab signals, replaces and removes them as runs do.
+// The lab signals named events through their FIFOs, a backslash in the name among them, but
+// does not show that a manual one stays signalled for all its waiters.
 TEST(NamedEvent, AManualEventStaysSignalledForEveryOpenerAndAMissingOneCannotBeOpened) {
     const auto directory = "/tmp/hopr-events-" + std::to_string(::getpid());
     ::setenv("HOPR_EVENT_DIR", directory.c_str(), 1);
+    EXPECT_EQ(Event::PathForName(L"Global\\hopr exit"), directory + "/Global%5Chopr%20exit");
     {
         Event exitEvent(true, false, L"Global\\hopr exit");
-        const auto path = Event::PathForName(L"Global\\hopr exit");
-        EXPECT_EQ(path, directory + "/Global%5Chopr%20exit");
-        EXPECT_FALSE(exitEvent.WaitOnEvent(0, false));
-        EXPECT_EQ(std::system(("printf x > '" + path + "'").c_str()), 0);
-        EXPECT_TRUE(exitEvent.WaitOnEvent(2000, false));
+        exitEvent.Signal();
+        EXPECT_TRUE(exitEvent.WaitOnEvent(0, false));
         EXPECT_TRUE(Event(true, true, L"Global\\hopr exit").WaitOnEvent(0, false));
     }
     EXPECT_THAT(WhatOf<Shared::Exception::Win32Exception>(

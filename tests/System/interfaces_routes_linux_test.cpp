@@ -4,8 +4,7 @@
 #include <arpa/inet.h>
 #include <linux/rtnetlink.h>
 
-#include <cstring>
-#include <limits>
+#include <climits>
 #include <map>
 
 #include "Shared/src/Exception/shared.exception-codeexceptions.hpp"
@@ -16,13 +15,11 @@ namespace {
 
 using namespace Shared::System;
 using Bytes = std::vector<std::byte>;
-using Gateways = std::map<unsigned int, std::vector<std::wstring>>;
 
 template <typename T>
 Bytes Raw(const T& value) {
-    Bytes bytes(sizeof value);
-    std::memcpy(bytes.data(), &value, sizeof value);
-    return bytes;
+    const auto* bytes = reinterpret_cast<const std::byte*>(&value);
+    return Bytes(bytes, bytes + sizeof value);
 }
 
 // The parts end to end; `align`: padded as netlink pads a message or attribute.
@@ -49,10 +46,10 @@ Bytes Ip(const char* text) {
 const auto Ipv4 = Ip<AF_INET, in_addr>;
 Bytes Oif(int index) { return Attribute(RTA_OIF, Raw(index)); }
 Bytes Gateway(const char* text) { return Attribute(RTA_GATEWAY, Ipv4(text)); }
-Bytes Family(int family) { return Raw(static_cast<__kernel_sa_family_t>(family)); }
-Bytes ViaIpv6(const char* text) {
-    return Attribute(RTA_VIA, Join({Family(AF_INET6), Ip<AF_INET6, in6_addr>(text)}));
+Bytes Via(int family, const Bytes& address) {
+    return Attribute(RTA_VIA, Join({Raw(static_cast<__kernel_sa_family_t>(family)), address}));
 }
+const auto Ipv6 = Ip<AF_INET6, in6_addr>;
 Bytes NextHop(int index, const Bytes& attributes) {
     const auto length = static_cast<unsigned short>(RTNH_LENGTH(attributes.size()));
     return Join({Raw(rtnexthop{length, 0, 0, index}), attributes});
@@ -79,7 +76,7 @@ TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
     const struct {
         const char* what;
         Bytes dump;
-        Gateways expected;
+        std::map<unsigned int, std::vector<std::wstring>> expected;
         DumpProgress progress = DumpProgress::Done;
     } cases[] = {
         {"plain, other routes ignored",
@@ -98,11 +95,9 @@ TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
                half("128.0.0.0", 8, Gateway("198.18.8.1")), kDone}),
          {{3, {L"0.0.0.0"}}, {4, {L"0.0.0.0"}}}},
         {"via an IPv6 next hop is a gateway",
-         Join({Route({}, Join({ViaIpv6("fe80::1"), Oif(2)})),
-               Route({}, Attribute(RTA_MULTIPATH, NextHop(3, ViaIpv6("2001:db8::1")))),
-               Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_INET), Ipv4("198.18.4.1")})),
-                               Oif(4)})),
-               kDone}),
+         Join({Route({}, Join({Via(AF_INET6, Ipv6("fe80::1")), Oif(2)})),
+               Route({}, Attribute(RTA_MULTIPATH, NextHop(3, Via(AF_INET6, Ipv6("2001:db8::1"))))),
+               Route({}, Join({Via(AF_INET, Ipv4("198.18.4.1")), Oif(4)})), kDone}),
          {{2, {L"fe80::1"}}, {3, {L"2001:db8::1"}}, {4, {L"198.18.4.1"}}}},
         {"every table, each gateway once; no end of dump yet",
          Join({Route({}, Join({Gateway("198.18.1.1"), Oif(2)})),
@@ -114,8 +109,8 @@ TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
          DumpProgress::More},
         {"damaged attributes drop the route instead of making it on-link",
          Join({Route({}, Join({Attribute(RTA_GATEWAY, Bytes(2)), Oif(2)})),
-               Route({}, Join({Attribute(RTA_VIA, Family(AF_INET6)), Oif(3)})),
-               Route({}, Join({Attribute(RTA_VIA, Join({Family(AF_PACKET), Bytes(6)})), Oif(4)})),
+               Route({}, Join({Via(AF_INET6, {}), Oif(3)})),
+               Route({}, Join({Via(AF_PACKET, Bytes(6)), Oif(4)})),
                Route({}, Attribute(RTA_OIF, Bytes(2))),
                Route({.prefixLength = 1}, Join({Attribute(RTA_DST, Bytes(3)), Oif(5)})),
                Route({.prefixLength = 1}, Oif(5)),
@@ -147,17 +142,15 @@ TEST(RouteDump, DefaultRoutesGiveEachInterfaceItsGateways) {
     }
 }
 
+// A damaged message's most negative code still gives a code, not undefined behaviour.
 TEST(RouteDump, KernelErrorThrowsWithItsCode) {
-    const auto failure = [](int code) {
-        std::vector<RouteNextHop> hops;
-        return Thrown<Shared::Exception::Win32Exception>(
+    std::vector<RouteNextHop> hops;
+    for (const auto& [code, expected] : {std::pair{-EPERM, EPERM}, {INT_MIN, INT_MIN}}) {
+        const auto error = Thrown<Shared::Exception::Win32Exception>(
             [&] { ReadRouteMessages(Message(NLMSG_ERROR, Raw(code)), hops); });
-    };
-    const auto denied = failure(-EPERM);
-    EXPECT_EQ(denied.Code(), static_cast<std::uint32_t>(EPERM));
-    EXPECT_THAT(denied.what(), testing::HasSubstr("GetAdaptersAddresses() failed"));
-    // A damaged message's most negative code still gives a code, not undefined behaviour.
-    EXPECT_EQ(failure(std::numeric_limits<int>::min()).Code(), 0x80000000u);
+        EXPECT_EQ(error.Code(), static_cast<std::uint32_t>(expected));
+        EXPECT_THAT(error.what(), testing::HasSubstr("GetAdaptersAddresses() failed"));
+    }
 }
 
 }  // namespace

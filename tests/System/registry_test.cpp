@@ -41,7 +41,6 @@ TEST(LoggingSettings, LevelAndTargetWords) {
     for (const auto& [word, level] : levels) {
         EXPECT_EQ(ParseMinimumLogLevel(word), level) << word;
     }
-    EXPECT_EQ(ParseLogTarget(L"CONSOLE"), LoggingMode::Console);
     EXPECT_EQ(ParseLogTarget(L"EventLog"), LoggingMode::EventLog);
     EXPECT_EQ(ParseLogTarget(L"anything"), LoggingMode::File);
 

@@ -1,6 +1,5 @@
 #pragma once
-// Installs a default logger that writes "level message" lines into a string, for the life of
-// the object.
+// For its life, a default logger that writes "level message" lines into a string.
 
 #include <sstream>
 

@@ -12,10 +12,8 @@
 class ScopedRegistry {
 public:
     explicit ScopedRegistry(const std::string& body) {
-        path_ = (std::filesystem::temp_directory_path() /
-                 ("hopr-registry-" + std::to_string(::getpid()) + "-" +
-                  std::to_string(counter_++) + ".reg"))
-                    .string();
+        const auto name = "hopr-registry-" + std::to_string(::getpid()) + ".reg";
+        path_ = (std::filesystem::temp_directory_path() / name).string();
         std::ofstream(path_, std::ios::binary)
             << "Windows Registry Editor Version 5.00\r\n\r\n" << body;
         Install();
@@ -30,14 +28,11 @@ public:
 private:
 #if defined(_WIN32)
     // Every key a test writes lies under Velmora's, in the test run's own Wine prefix.
-    void Install() {
-        std::system(("reg import \"" + path_ + "\" >NUL 2>&1").c_str());
-    }
+    void Install() { std::system(("reg import \"" + path_ + "\" >NUL 2>&1").c_str()); }
     void Uninstall() { std::system("reg delete \"HKLM\\SOFTWARE\\Velmora\" /f >NUL 2>&1"); }
 #else
     void Install() { ::setenv("HOPR_REGISTRY_FILE", path_.c_str(), 1); }
     void Uninstall() { ::setenv("HOPR_REGISTRY_FILE", "/nonexistent/hopr-registry.reg", 1); }
 #endif
-    static inline int counter_ = 0;
     std::string path_;
 };

@@ -1,6 +1,5 @@
 #pragma once
-// What an action throws, for tests of failure texts and codes; an action that throws nothing
-// fails the test.
+// What an action throws, for failure texts and codes; throwing nothing fails the test.
 
 #include <gtest/gtest.h>
 
