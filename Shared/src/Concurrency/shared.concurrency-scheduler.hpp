@@ -71,7 +71,6 @@ public:
         }
     }
 
-    const std::vector<Entry>& Entries() const noexcept { return entries_; }
     const WaitableTimer& Timer() const noexcept { return timer_; }
 
 private:
