@@ -13,36 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-class RotatingSink : public testing::Test {
-protected:
-    void SetUp() override {
-        directory_ = fs::temp_directory_path() /
-                     ("hopr-sink-" + std::to_string(::getpid()) + "-" +
-                      testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(directory_);
-        fs::create_directories(directory_);
-    }
-    void TearDown() override { fs::remove_all(directory_); }
-
-    std::string Base() const { return (directory_ / "velmora_hopr.log").string(); }
-    std::string Numbered(int i) const {
-        return (directory_ / ("velmora_hopr." + std::to_string(i) + ".log")).string();
-    }
-    static void Write(const std::string& path, const std::string& text) {
-        std::ofstream(path) << text;
-    }
-    static std::string Read(const std::string& path) {
-        std::ifstream in(path);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-    static void Log(spdlog::sinks::sink& sink, const std::string& text) {
-        sink.log(spdlog::details::log_msg("t", spdlog::level::info, text));
-        sink.flush();
-    }
-
-    fs::path directory_;
-};
+using testing::StartsWith;
 
 // Records as their bare text.
 struct Sink : Log::sinks::rotating_file_sink<std::mutex> {
@@ -50,66 +21,65 @@ struct Sink : Log::sinks::rotating_file_sink<std::mutex> {
         : rotating_file_sink(base, maxSize, maxFiles) {
         set_pattern("%v");
     }
+    void Log(const std::string& text) {
+        log(spdlog::details::log_msg("t", spdlog::level::info, text));
+        flush();
+    }
 };
 
-// The first rotation closes the gap at 3 and keeps the oldest; the second deletes it.
-TEST_F(RotatingSink, ClosesGapsThenShiftsEveryFileAndDeletesTheOldest) {
+TEST(RotatingSink, ClosesGapsShiftsEveryFileDeletesTheOldestAndThrowsWhenARenameFails) {
+    const auto directory = fs::temp_directory_path() / ("hopr-sink-" + std::to_string(::getpid()));
+    fs::remove_all(directory);
+    fs::create_directories(directory);
+    const auto file = [&](int i) {
+        return (directory / ("velmora_hopr" + (i > 0 ? "." + std::to_string(i) : "") + ".log"))
+            .string();
+    };
+    const auto read = [](const std::string& path) {
+        std::ifstream in(path);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    };
     for (const int i : {1, 2, 4}) {
-        Write(Numbered(i), "file" + std::to_string(i));
+        std::ofstream(file(i)) << "file" << i;
     }
-    Write(Base(), "base");
-    Sink sink(Base(), 8, 4);
-    Log(sink, "record");
-    EXPECT_EQ(Read(Numbered(3)), "file2");
-    EXPECT_EQ(Read(Numbered(4)), "file4");
-    Log(sink, "again");
-    EXPECT_EQ(Read(Numbered(4)), "file2");
-    EXPECT_EQ(Read(Numbered(2)), "base");
-    EXPECT_THAT(Read(Numbered(1)), testing::StartsWith("record"));
-    EXPECT_THAT(Read(Base()), testing::StartsWith("again"));
-}
-
-TEST_F(RotatingSink, ZeroFilesKeepsOnlyTheBaseAndLargeRecordsAreWrittenWhole) {
-    Write(Base(), "old");
     {
-        Sink sink(Base(), 4, 0);
-        Log(sink, "a record much larger than four bytes");
-        Log(sink, "again");
-        EXPECT_FALSE(fs::exists(Numbered(1)));
-        EXPECT_THAT(Read(Base()), testing::StartsWith("again"));
-    }  // closed: an open file cannot be removed on every platform
+        Sink sink(file(0), 10, 4);
+        sink.Log("bigger than the limit");  // an empty file is never rotated
+        EXPECT_FALSE(fs::exists(file(3)));
+        sink.Log("record");  // closes the gap at 3 and keeps the oldest
+        EXPECT_EQ(read(file(3)), "file2");
+        EXPECT_EQ(read(file(4)), "file4");
+        sink.Log("again");  // deletes the oldest
+        sink.Log("y");      // fits beside "again"
+        EXPECT_EQ(read(file(4)), "file2");
+        EXPECT_THAT(read(file(2)), StartsWith("bigger"));
+        EXPECT_THAT(read(file(1)), StartsWith("record"));
+        EXPECT_THAT(read(file(0)), StartsWith("again"));
+    }  // closed: an open file cannot be renamed on every platform
 
-    fs::remove(Base());
-    Sink fresh(Base(), 4, 2);
-    Log(fresh, "bigger than the limit");
-    EXPECT_FALSE(fs::exists(Numbered(1)));  // an empty file is never rotated
-}
-
-TEST_F(RotatingSink, FailedRenameThrowsAndLeavesAFreshBaseFile) {
     struct FailingRename : Sink {
         using Sink::Sink;
         bool RenameFile(const std::string&, const std::string&) override { return false; }
     };
-    Write(Base(), "full");
-    FailingRename sink(Base(), 4, 2);
-    EXPECT_THAT(WhatOf<spdlog::spdlog_ex>([&] { Log(sink, "overflow"); }),
-                HasSubstr("rotating_file_sink: failed renaming " + Base() + " to " + Numbered(1)));
-    EXPECT_EQ(Read(Base()), "");
-    EXPECT_THROW(Sink(Base(), 0, 1), spdlog::spdlog_ex);
-    EXPECT_THROW(Sink(Base(), 1, 200001), spdlog::spdlog_ex);
-    EXPECT_NO_THROW(Sink(Base(), 1, 200000));
+    EXPECT_THAT(WhatOf<spdlog::spdlog_ex>([&] { FailingRename(file(0), 4, 2).Log("overflow"); }),
+                HasSubstr("rotating_file_sink: failed renaming " + file(1) + " to " + file(2)));
+    EXPECT_EQ(read(file(0)), "");
+    EXPECT_THROW(Sink(file(0), 0, 1), spdlog::spdlog_ex);
+    EXPECT_THROW(Sink(file(0), 1, 200001), spdlog::spdlog_ex);
+    EXPECT_NO_THROW(Sink(file(0), 1, 200000));
+    fs::remove_all(directory);
 }
 
 TEST(GuardedLog, FormatFaultsBecomeOneErrorLineAndMembersComposeTheirTexts) {
     const CapturedLog log;
     Log::GuardedLog::Info(fmt::runtime("{} and {}"), 1);
-    EXPECT_THAT(log.Text(), HasSubstr("error GuardedLog() [1] failed formatting log at: "));
-    EXPECT_THAT(log.Text(), HasSubstr(":tests/Log/log_test:"));  // the caller
-    EXPECT_THAT(log.Text(), testing::Not(HasSubstr(" and ")));
     Log::GuardedLog::ExceptionError(std::runtime_error("boom"), "Winsock error on {}:{}",
                                     "1.2.3.4", 80);
     Log::GuardedLog::Error("Failed {}", "here");
-    for (const char* part : {"error Exception logged in function ",
+    EXPECT_THAT(log.Text(), testing::Not(HasSubstr(" and ")));
+    for (const char* part : {"error GuardedLog() [1] failed formatting log at: ",
+                             ":tests/Log/log_test:",  // the caller
+                             "error Exception logged in function ",
                              "---> Winsock error on 1.2.3.4:80.\nException information ---> "
                              "Exception: boom",
                              "error Error in function ", "---> Failed here"}) {

@@ -1,21 +1,17 @@
-// Any arguments after the program's name, each ended by a NUL byte as in /proc/<pid>/cmdline
-// (the last may also end at the input's end): parsing either succeeds or throws a
-// std::exception, the only kind the program turns into "Failed to parse arguments"; anything
-// else would end the run unreported. Only the parse runs here, never a trace.
+// NUL-ended arguments as in /proc/<pid>/cmdline: the parse succeeds or throws a std::exception,
+// the only kind the program reports as "Failed to parse arguments". It never starts a trace.
 
+#include <sstream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "HOPR/HOPR/hopr-cl.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string_view input(reinterpret_cast<const char*>(data), size);
+    std::istringstream input(std::string(reinterpret_cast<const char*>(data), size));
     std::vector<std::string> arguments{"hopr"};
-    while (!input.empty()) {
-        const auto end = input.find('\0');
-        arguments.emplace_back(input.substr(0, end));
-        input.remove_prefix(end == std::string_view::npos ? input.size() : end + 1);
+    for (std::string argument; std::getline(input, argument, '\0');) {
+        arguments.push_back(argument);
     }
     std::vector<const char*> argv;
     for (const auto& argument : arguments) {

@@ -24,8 +24,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return pick < 2 ? known[pick] : input.ConsumeIntegral<Shared::WinSock::Ipv4Address>();
     };
     Shared::Json::TcpTraceTest test;
-    test.target = L"target.lab";
-    test.resolvedIp = L"198.18.4.1";
     test.probesPerNode = input.ConsumeIntegral<std::uint32_t>();
     std::vector<HOPR::ProbeAttempt> probes(input.ConsumeIntegralInRange<std::size_t>(0, 64));
     for (auto& probe : probes) {
