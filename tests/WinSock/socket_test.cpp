@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <thread>
 
 #include "Shared/src/WinSock/shared.winsock-icmpdecode.hpp"
@@ -84,7 +85,10 @@ TEST(ICMPListener, FailedBindsLeaveNothingHalfOpenAndAReadEndsAtItsFailureOrTheC
     listener.Bind(L"198.18.1.3");
     EXPECT_EQ(calls.open.size(), 1u);
     // Nothing queued: the reader blocks until another thread closes the listener.
-    std::thread closer([&] { listener.Close(); });
+    std::thread closer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // once the reader waits
+        listener.Close();
+    });
     EXPECT_THROW(listener.ReadNextICMPResponse(), WinSockException);
     closer.join();
     EXPECT_TRUE(calls.open.empty());

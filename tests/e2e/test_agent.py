@@ -91,7 +91,9 @@ class AgentRuns(LabCase):
     def test_input_that_cannot_be_run_ends_with_its_documented_status(self):
         """Nothing read, a line too long or too deep, a test without its fields: 80 and the
         error text; a document without tests, whatever its numbers: 96 and no output; help: 16
-        and the usage."""
+        and the usage. No settings file: the defaults."""
+        os.remove(os.path.join(self.directory, "registry.reg"))
+        self.addCleanup(self.write_registry, self.registry)
         for line, printed in (("", "Failed reading line from std::cin"),
                               ("[" + "1," * 5_000_000 + "1]\n", "Exception in "),
                               ("[" * 200_000 + "]" * 200_000 + "\n", "Exception in "),

@@ -14,27 +14,19 @@
 
 namespace Shared::Util {
 
-namespace {
-
-std::filesystem::path ExecutablePath() {
+// Widened and narrowed as UTF-8, not through the locale: the program runs in the C locale, which
+// cannot convert a folder name that is not ASCII.
+std::wstring GetCurrentExecutablePath() {
     std::error_code error;
-    auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error) {
         throw std::runtime_error("GetCurrentExecutablePath() failed");
     }
-    return executable;
-}
-
-}  // namespace
-
-// Widened as UTF-8, not through the locale: the program runs in the C locale, which cannot widen
-// a folder name that is not ASCII.
-std::wstring GetCurrentExecutablePath() {
-    return ConvertStringType(ExecutablePath().native());
+    return ConvertStringType(executable.native());
 }
 
 std::wstring GetCurrentExecutableDirectory() {
-    const auto executable = ExecutablePath();
+    const std::filesystem::path executable(ConvertStringType(GetCurrentExecutablePath()));
     if (!executable.has_parent_path()) {
         throw std::runtime_error("GetCurrentExecutableDirectory() failed");
     }
