@@ -51,7 +51,7 @@ std::int64_t NowNs(auto now) {
 ConnectOutcome ConnectWithQueued(std::vector<std::uint8_t> control) {
     FakeCalls calls;
     calls.answersOnProbeSockets = true;
-    calls.errorQueue.push_back(std::move(control));
+    calls.errorQueue.push_back({std::move(control)});
     calls.onConnect = [](auto...) {
         return ConnectWaitResult{ConnectWaitResult::Kind::Completed, kUnreachableCode};
     };
@@ -75,6 +75,22 @@ TEST(ErrorQueue, TimeExceededIsTheAnswerOtherErrorsAreSilentAndBrokenRecordsAreN
     auto truncated = QueuedIcmp(11, 0);
     truncated.resize(truncated.size() - 8);  // the offender cut off
     EXPECT_EQ(ConnectWithQueued(truncated).status, ConnectOutcome::Status::Failed);
+
+    // Until it draws its sequence number, a connecting socket takes errors quoting 0, forged
+    // ones too: dropped, and the connect goes on to its own outcome (here the real router's).
+    FakeCalls calls;
+    calls.answersOnProbeSockets = true;
+    calls.errorQueue = {{QueuedIcmp(11, 0), 0}};
+    calls.onConnect = [&](auto...) {
+        if (!calls.errorQueue.empty()) {
+            return ConnectWaitResult{ConnectWaitResult::Kind::ErrorQueued};
+        }
+        calls.errorQueue.push_back({QueuedIcmp(3, 0)});
+        return ConnectWaitResult{ConnectWaitResult::Kind::Completed, kUnreachableCode};
+    };
+    Socket socket(L"198.18.4.1", 80, calls);
+    socket.Open();
+    EXPECT_EQ(socket.TryConnect(2, 1).status, ConnectOutcome::Status::TimedOut);
 }
 
 const Ipv4Address kLoopback = htonl(INADDR_LOOPBACK);

@@ -63,7 +63,11 @@ public:
     std::set<std::uint16_t> takenPorts;  // BindStream to one of these fails: in use
     std::deque<ReceiveResult> datagrams;  // what ReceiveFrom returns, then "would block"
     bool answersOnProbeSockets = false;   // false: answers come from listeners, as on Windows
-    std::deque<std::vector<std::uint8_t>> errorQueue;  // control messages, oldest first
+    struct QueuedError {
+        std::vector<std::uint8_t> control;
+        std::uint32_t sequence = 0x1000;  // what the router quoted
+    };
+    std::deque<QueuedError> errorQueue;  // oldest first
 
     std::set<SocketHandle> open;
     std::vector<std::uint16_t> boundPorts;
@@ -110,14 +114,20 @@ public:
         ++aborted;
     }
     bool AnswersOnProbeSockets() const noexcept override { return answersOnProbeSockets; }
-    ErrorQueueRead ReadErrorQueue(SocketHandle, std::span<std::uint8_t> control) override {
+    ErrorQueueRead ReadErrorQueue(SocketHandle, std::span<std::uint8_t> control,
+                                  std::span<std::uint8_t> quoted) override {
         if (errorQueue.empty()) {
             return {};
         }
-        const auto copied = std::min(errorQueue.front().size(), control.size());
-        std::copy_n(errorQueue.front().begin(), copied, control.begin());
+        const auto [bytes, sequence] = errorQueue.front();
         errorQueue.pop_front();
-        return {true, copied};
+        const auto copied = std::min(bytes.size(), control.size());
+        std::copy_n(bytes.begin(), copied, control.begin());
+        std::fill(quoted.begin(), quoted.end(), 0);
+        for (std::size_t i = 4; i < std::min<std::size_t>(quoted.size(), 8); ++i) {
+            quoted[i] = static_cast<std::uint8_t>(sequence >> (8 * (7 - i)));
+        }
+        return {true, copied, std::min<std::size_t>(quoted.size(), 8)};
     }
     std::uint32_t LastError() noexcept override { return lastError_; }
     bool EnableReceiveAll(SocketHandle) override { return true; }

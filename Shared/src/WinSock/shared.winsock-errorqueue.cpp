@@ -11,15 +11,33 @@ std::int64_t NowNs(auto clock) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(clock.time_since_epoch()).count();
 }
 
+// The kernel files a connecting socket where errors find it before it draws its initial
+// sequence number, and checks an error that comes in between against 0: one that quotes 0 may
+// be forged. A probe's own number is 0 once in 2^32 connects.
+bool QuotesADrawnSequence(std::span<const std::uint8_t> quoted) {
+    return quoted.size() >= 8 && std::any_of(quoted.begin() + 4, quoted.begin() + 8,
+                                             [](std::uint8_t byte) { return byte != 0; });
+}
+
+std::optional<QueuedIcmpError> ReadProbesOwnError(SystemCalls& calls, SocketHandle socket,
+                                                  std::span<std::uint8_t> control) {
+    for (;;) {
+        std::uint8_t quoted[8];  // ports, then the sequence number
+        const auto read = calls.ReadErrorQueue(socket, control, quoted);
+        if (!read.found) {
+            return std::nullopt;
+        }
+        if (QuotesADrawnSequence(std::span(quoted, std::min(read.quotedBytes, sizeof quoted)))) {
+            return DecodeErrorQueue(control.first(std::min(read.controlBytes, control.size())));
+        }
+    }
+}
+
 }  // namespace
 
 std::optional<ProbeIcmpAnswer> ReadQueuedIcmpError(SystemCalls& calls, SocketHandle socket) {
     alignas(std::max_align_t) std::uint8_t control[256];
-    const auto read = calls.ReadErrorQueue(socket, control);
-    if (!read.found) {
-        return std::nullopt;
-    }
-    const auto error = DecodeErrorQueue(std::span(control, std::min(read.controlBytes, sizeof control)));
+    const auto error = ReadProbesOwnError(calls, socket, control);
     if (!error) {
         return std::nullopt;
     }

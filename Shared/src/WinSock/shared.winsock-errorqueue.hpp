@@ -1,7 +1,8 @@
 #pragma once
 // The ICMP error that the kernel queued on a probe's own socket: which router answered, with
-// which message, and when. Only errors for the probe's own sequence number are queued, so a
-// forged answer never gets here. IPv4 today; an ICMPv6 origin adds an offender of its family.
+// which message, and when. The kernel queues only errors that quote the probe's sequence number,
+// but for a moment before the number is drawn it takes 0 for it: errors quoting 0 are refused
+// here. IPv4 today; an ICMPv6 origin adds an offender of its family.
 
 #include <cstdint>
 #include <optional>
@@ -24,8 +25,9 @@ struct QueuedIcmpError {
 // whole: another origin, a truncated record, a length that overruns the buffer.
 std::optional<QueuedIcmpError> DecodeErrorQueue(std::span<const std::uint8_t> control) noexcept;
 
-// The oldest error queued on `socket`, its receive time moved onto the steady clock (the read
-// time when the kernel gave none); nothing when nothing is queued.
+// The oldest error queued on `socket` that quotes a drawn sequence number (older ones are
+// dropped), its receive time moved onto the steady clock (the read time when the kernel gave
+// none); nothing when no such error is queued.
 struct ProbeIcmpAnswer {
     std::uint8_t type = 0;
     Ipv4Address from = 0;

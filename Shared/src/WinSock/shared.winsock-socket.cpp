@@ -1,12 +1,26 @@
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 
 #include "Shared/src/Log/shared.log-guardedlog.hpp"
 #include "Shared/src/WinSock/shared.winsock-ipv4text.hpp"
 
 namespace Shared::WinSock {
+
+namespace {
+
+std::uint32_t RemainingMs(std::chrono::steady_clock::time_point deadline, std::uint32_t timeoutMs) {
+    if (timeoutMs == kWaitForever) {
+        return kWaitForever;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+        deadline - std::chrono::steady_clock::now());
+    return static_cast<std::uint32_t>(std::max<std::int64_t>(0, left.count()));
+}
+
+}  // namespace
 
 std::uint32_t ClampedMilliseconds(std::uint32_t seconds) noexcept {
     // Both platforms' waits and Linux's TCP_USER_TIMEOUT take a signed 32-bit count.
@@ -85,14 +99,22 @@ ConnectOutcome Socket::TryConnect(std::uint32_t ttl, std::uint32_t retrySeconds,
     }
     // The stack's own retry bound may be ignored; the wait keeps the limit regardless.
     const auto timeoutMs = retrySeconds_ == 0 ? kWaitForever : ClampedMilliseconds(retrySeconds_);
-    const auto waited = calls_->Connect(handle_, endpoints_.front(), wakeHandles, timeoutMs);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    auto waited = calls_->Connect(handle_, endpoints_.front(), wakeHandles, timeoutMs);
+    // A queued error that is not the probe's own answer leaves the connect going on.
+    for (; waited.kind == ConnectWaitResult::Kind::ErrorQueued;
+         waited = calls_->Connect(handle_, endpoints_.front(), wakeHandles,
+                                  RemainingMs(deadline, timeoutMs))) {
+        if (auto outcome = QueuedAnswer(0)) {
+            return *outcome;
+        }
+    }
     switch (waited.kind) {
     case ConnectWaitResult::Kind::TimedOut:
         return {Status::TimedOut, calls_->TimedOutError()};
     case ConnectWaitResult::Kind::Woken:
         return {Status::Woken, 0, waited.wokenIndex};
     case ConnectWaitResult::Kind::ErrorQueued:
-        return QueuedAnswer(0).value_or(ConnectOutcome{Status::TimedOut, calls_->TimedOutError()});
     case ConnectWaitResult::Kind::Completed:
         break;
     }

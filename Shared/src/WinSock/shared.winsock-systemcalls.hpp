@@ -51,11 +51,13 @@ struct ConnectWaitResult {
     std::size_t wokenIndex = 0;
 };
 
-// What recvmsg(MSG_ERRQUEUE) left in a control buffer: `found` false when nothing was queued.
-// A message cut short by a small buffer shows in its own length.
+// What recvmsg(MSG_ERRQUEUE) left: `found` false when nothing was queued; the control messages
+// (one cut short by a small buffer shows in its own length) and the start of the probe's TCP
+// header as the router quoted it.
 struct ErrorQueueRead {
     bool found = false;
     std::size_t controlBytes = 0;
+    std::size_t quotedBytes = 0;
 };
 
 struct ReceiveResult {
@@ -104,8 +106,10 @@ public:
     // True where a TCP socket is handed the ICMP errors its own probe caused (checked against
     // the probe's sequence number): answers come from ReadErrorQueue, not from raw listeners.
     virtual bool AnswersOnProbeSockets() const noexcept = 0;
-    // Never blocks. Fills `control` with the control messages of the oldest queued error.
-    virtual ErrorQueueRead ReadErrorQueue(SocketHandle socket, std::span<std::uint8_t> control) = 0;
+    // Never blocks. Takes the oldest queued error: its control messages into `control`, the
+    // quoted TCP header into `quoted`.
+    virtual ErrorQueueRead ReadErrorQueue(SocketHandle socket, std::span<std::uint8_t> control,
+                                          std::span<std::uint8_t> quoted) = 0;
 
     // Raw listener: receive every IP datagram for the bound address.
     virtual bool EnableReceiveAll(SocketHandle socket) = 0;

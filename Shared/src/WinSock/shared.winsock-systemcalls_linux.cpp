@@ -258,8 +258,11 @@ public:
         remote.sin_addr.s_addr = target.address;
         remote.sin_port = htons(target.port);
         ConnectWaitResult result;
-        if (::connect(socket, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) != 0) {
-            if (errno != EINPROGRESS) {
+        // Called again after an error that was queued and refused: EALREADY while the connect
+        // goes on, EISCONN once it has succeeded meanwhile.
+        if (::connect(socket, reinterpret_cast<const sockaddr*>(&remote), sizeof remote) != 0 &&
+            errno != EISCONN) {
+            if (errno != EINPROGRESS && errno != EALREADY) {
                 return {ConnectWaitResult::Kind::Completed, static_cast<std::uint32_t>(errno)};
             }
             result = WaitForConnect(socket, wakeHandles, timeoutMs);
@@ -298,18 +301,19 @@ public:
 
     bool AnswersOnProbeSockets() const noexcept override { return true; }
 
-    ErrorQueueRead ReadErrorQueue(SocketHandle socket, std::span<std::uint8_t> control) override {
-        std::uint8_t quoted[64];  // the probe's headers as the router quoted them: unused
-        iovec data{quoted, sizeof quoted};
+    ErrorQueueRead ReadErrorQueue(SocketHandle socket, std::span<std::uint8_t> control,
+                                  std::span<std::uint8_t> quoted) override {
+        iovec data{quoted.data(), quoted.size()};
         msghdr message{};
         message.msg_iov = &data;
         message.msg_iovlen = 1;
         message.msg_control = control.data();
         message.msg_controllen = control.size();
-        if (::recvmsg(socket, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) {
+        const auto received = ::recvmsg(socket, &message, MSG_ERRQUEUE | MSG_DONTWAIT);
+        if (received < 0) {
             return {};
         }
-        return {true, message.msg_controllen};
+        return {true, message.msg_controllen, static_cast<std::size_t>(received)};
     }
 
     std::uint32_t LastError() noexcept override { return static_cast<std::uint32_t>(errno); }

@@ -234,7 +234,10 @@ public:
 
     // Windows TCP ignores ICMP errors during a connect: the raw listeners catch the answers.
     bool AnswersOnProbeSockets() const noexcept override { return false; }
-    ErrorQueueRead ReadErrorQueue(SocketHandle, std::span<std::uint8_t>) override { return {}; }
+    ErrorQueueRead ReadErrorQueue(SocketHandle, std::span<std::uint8_t>,
+                                  std::span<std::uint8_t>) override {
+        return {};
+    }
 
     std::uint32_t LastError() noexcept override { return LastSocketError(); }
 
