@@ -11,7 +11,6 @@
 
 #include "Shared/src/Util/shared.util-strings.hpp"
 
-
 namespace Shared::Util {
 
 // Widened and narrowed as UTF-8, not through the locale: the program runs in the C locale, which
