@@ -25,7 +25,7 @@ std::vector<std::uint8_t> Datagram(std::uint8_t type, std::uint8_t protocol) {
 }
 
 void BM_DecodeErrorQueue(benchmark::State& state) {
-    const auto control = testing_support::QueuedIcmp(11, 0x010412C6, 1'800'000'000'000'000'000);
+    const auto control = testing_support::QueuedIcmp(11, 1'800'000'000'000'000'000);
     for (auto _ : state) {
         benchmark::DoNotOptimize(Shared::WinSock::DecodeErrorQueue(control));
     }

@@ -2,46 +2,22 @@
 // over it; here are the records a quiet network never sends); how a connect's wait ends against
 // the real kernel on loopback; and the local ports it hands out (the lab's probes bind them).
 
-#include <ctime>  // before the kernel's header, which uses timespec without including it
-#include <linux/errqueue.h>
 #include <arpa/inet.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstring>
 
 #include "Shared/src/WinSock/shared.winsock-ephemeralports.hpp"
 #include "Shared/src/WinSock/shared.winsock-socket.hpp"
 #include "support/fake_systemcalls.hpp"
+#include "support/queued_icmp_linux.hpp"
 
 namespace {
 
 using namespace testing_support;  // and Shared::WinSock
-
-constexpr Ipv4Address kRouter = 0x010212C6;  // 198.18.2.1
-
-// The control messages recvmsg(MSG_ERRQUEUE) gives for an ICMP error: the kernel's receive
-// time, then the error with the router as its offender.
-std::vector<std::uint8_t> QueuedIcmp(std::uint8_t type, std::int64_t wallNs) {
-    const struct {
-        sock_extended_err error;
-        sockaddr_in offender;
-    } record{{.ee_origin = SO_EE_ORIGIN_ICMP, .ee_type = type},
-             {.sin_family = AF_INET, .sin_addr = {kRouter}}};
-    const timespec stamp{wallNs / 1'000'000'000, wallNs % 1'000'000'000};
-    std::vector<std::uint8_t> control(CMSG_SPACE(sizeof stamp) + CMSG_SPACE(sizeof record));
-    auto* header = reinterpret_cast<cmsghdr*>(control.data());
-    *header = {CMSG_LEN(sizeof stamp), SOL_SOCKET, SO_TIMESTAMPNS};
-    std::memcpy(CMSG_DATA(header), &stamp, sizeof stamp);
-    header = reinterpret_cast<cmsghdr*>(control.data() + CMSG_SPACE(sizeof stamp));
-    *header = {CMSG_LEN(sizeof record), SOL_IP, IP_RECVERR};
-    std::memcpy(CMSG_DATA(header), &record, sizeof record);
-    return control;
-}
 
 std::int64_t NowNs(auto now) {
     return std::chrono::duration_cast<std::chrono::nanoseconds>(now.time_since_epoch()).count();
