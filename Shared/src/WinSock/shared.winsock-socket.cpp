@@ -9,8 +9,6 @@
 
 namespace Shared::WinSock {
 
-namespace {
-
 std::uint32_t RemainingMs(std::chrono::steady_clock::time_point deadline, std::uint32_t timeoutMs) {
     if (timeoutMs == kWaitForever) {
         return kWaitForever;
@@ -19,8 +17,6 @@ std::uint32_t RemainingMs(std::chrono::steady_clock::time_point deadline, std::u
         deadline - std::chrono::steady_clock::now());
     return static_cast<std::uint32_t>(std::max<std::int64_t>(0, left.count()));
 }
-
-}  // namespace
 
 std::uint32_t ClampedMilliseconds(std::uint32_t seconds) noexcept {
     // Both platforms' waits and Linux's TCP_USER_TIMEOUT take a signed 32-bit count.

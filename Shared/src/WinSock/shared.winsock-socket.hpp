@@ -3,6 +3,7 @@
 // time-to-live and the bound on how long a connect keeps retrying its SYN. A handle serves one
 // connection attempt; Open() gives the object a fresh one.
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -82,6 +83,8 @@ private:
 // The longest wait a time-out in seconds allows, in milliseconds, clamped where the
 // platform's waits and options end.
 std::uint32_t ClampedMilliseconds(std::uint32_t seconds) noexcept;
+// What is left of a wait of `timeoutMs` that ends at `deadline`, rounded up; kWaitForever stays.
+std::uint32_t RemainingMs(std::chrono::steady_clock::time_point deadline, std::uint32_t timeoutMs);
 
 // Starts the socket library once for the process; stops it when destroyed.
 class WinSockInitialiser {

@@ -72,13 +72,9 @@ OptionId IdOf(SocketOption option) {
     return {IPPROTO_TCP, TCP_USER_TIMEOUT};  // milliseconds
 }
 
-int RemainingMs(std::chrono::steady_clock::time_point deadline, std::uint32_t timeoutMs) {
-    if (timeoutMs == kWaitForever) {
-        return -1;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<std::int64_t>(0, left.count()));
+int PollTimeout(std::chrono::steady_clock::time_point deadline, std::uint32_t timeoutMs) {
+    const auto left = RemainingMs(deadline, timeoutMs);
+    return left == kWaitForever ? -1 : static_cast<int>(left);
 }
 
 std::uint32_t PendingError(int socket) {
@@ -116,7 +112,7 @@ ConnectWaitResult WaitForConnect(int socket, std::span<const NativeHandle> wakeH
         for (std::size_t i = 0; i < wakeHandles.size(); ++i) {
             fds[i + 1] = {wakeHandles[i], POLLIN, 0};
         }
-        const int ready = ::poll(fds.data(), fds.size(), RemainingMs(deadline, timeoutMs));
+        const int ready = ::poll(fds.data(), fds.size(), PollTimeout(deadline, timeoutMs));
         if (ready < 0 && errno == EINTR) {
             continue;
         }
